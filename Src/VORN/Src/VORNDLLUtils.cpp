@@ -1,0 +1,149 @@
+// VORNDLLUtils.cpp - the platform layer on POSIX: plug-in modules, directory
+// listing, bounded copies and thread-local slots.
+
+#include "VORNDLLUtils.h"
+
+#include "VORN/VORNUtilities.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <pthread.h>
+#include <sys/stat.h>
+
+namespace {
+
+// Logs the dynamic loader's last error as three separate writes.
+void LogDlError()
+{
+    const char* error = dlerror();
+    VORNDebugString("dlerror:");
+    if (error != nullptr)
+        VORNDebugString(error);
+    VORNDebugString("\n");
+}
+
+bool EndsWithIgnoringCase(const char* name, const char* suffix)
+{
+    size_t nameLength = std::strlen(name);
+    size_t suffixLength = std::strlen(suffix);
+    if (nameLength < suffixLength)
+        return false;
+    const char* tail = name + nameLength - suffixLength;
+    for (size_t i = 0; i < suffixLength; ++i) {
+        if (std::toupper(static_cast<unsigned char>(tail[i])) !=
+            std::toupper(static_cast<unsigned char>(suffix[i])))
+            return false;
+    }
+    return true;
+}
+
+// The name test of the directory listing: "*.*" matches everything,
+// otherwise the pattern (less a leading '*') is a case-insensitive suffix.
+bool MatchesPattern(const char* name, const char* pattern)
+{
+    if (std::strcmp(pattern, "*.*") == 0)
+        return true;
+    return EndsWithIgnoringCase(name, pattern[0] == '*' ? pattern + 1 : pattern);
+}
+
+}  // namespace
+
+void strcpytrunc(char* dst, const std::string& src, int size)
+{
+    // size - 1 compared unsigned: a size of 0 means "no bound".
+    size_t limit = static_cast<size_t>(static_cast<long>(size) - 1);
+    if (src.size() > limit) {
+        std::memcpy(dst, src.data(), limit);
+        dst[limit] = '\0';
+    } else {
+        std::memcpy(dst, src.c_str(), src.size() + 1);
+    }
+}
+
+void* VORNLoadDLL(const char* path)
+{
+    // A missing file is the caller's to report; only real loader errors
+    // are logged here.
+    FILE* probe = std::fopen(path, "rb");
+    if (probe == nullptr)
+        return nullptr;
+    std::fclose(probe);
+    void* handle = dlopen(path, RTLD_NOW);
+    if (handle == nullptr)
+        LogDlError();
+    return handle;
+}
+
+void VORNUnloadDLL(void* handle)
+{
+    dlclose(handle);
+}
+
+void* VORNFindSymbol(void* handle, const char* name, int reportErrors)
+{
+    if (handle == nullptr)
+        return nullptr;
+    dlerror();  // clear any stale error so that the one logged is ours
+    void* symbol = dlsym(handle, name);
+    if (symbol == nullptr && reportErrors != 0)
+        LogDlError();
+    return symbol;
+}
+
+void VORNFetchDirectoryContents(const char* dirPath, const char* pattern,
+                                std::vector<std::string>& names)
+{
+    DIR* dir = opendir(dirPath);
+    if (dir == nullptr)
+        return;
+    const bool wantDirectories = std::strcmp(pattern, "DIR") == 0;
+    while (const dirent* entry = readdir(dir)) {
+        const char* name = entry->d_name;
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
+            continue;
+        // Under "DIR" the name test also runs, with "DIR" as a suffix: a
+        // folder named "...dir" is listed twice. Kept on purpose.
+        if (MatchesPattern(name, pattern))
+            names.emplace_back(name);
+        if (!wantDirectories)
+            continue;
+        std::string full = std::string(dirPath) + "/" + name;
+        struct stat info;
+        if (stat(full.c_str(), &info) != 0) {
+            std::printf("name %s, errno %d\n", name, errno);
+            continue;
+        }
+        if (S_ISDIR(info.st_mode))
+            names.emplace_back(name);
+    }
+    closedir(dir);
+}
+
+unsigned int VORNAllocTLS()
+{
+    pthread_key_t key = 0;
+    pthread_key_create(&key, nullptr);
+    return static_cast<unsigned int>(key);
+}
+
+void* VORNGetTLS(unsigned int key)
+{
+    return pthread_getspecific(static_cast<pthread_key_t>(key));
+}
+
+void VORNSetTLS(unsigned int key, void* value)
+{
+    pthread_setspecific(static_cast<pthread_key_t>(key), value);
+}
+
+void VORNOldToUTF8(std::string&)
+{
+}
+
+void VORNUTF8ToOld(std::string&)
+{
+}

@@ -1,0 +1,20 @@
+// VORNHost.h - state the host hands to the library at start.
+#ifndef VORN_HOST_H
+#define VORN_HOST_H
+
+#include "VORN/VORNHostHooks.h"
+
+// The host hook table, stored by VORNInitializePlugins and never changed
+// afterwards. Null before the host has started the library.
+extern VORNHostHooks* gHooks;
+// The host's context pointer; stored, never read.
+extern void* gSelf;
+// The directory separator used by the library's own path building.
+extern char gDirSeparator[2];
+
+// True once the host has installed its table and it declares at least
+// `version` / `size`. Late slots are only called after these checks.
+bool VORNHostVersionAtLeast(int version);
+bool VORNHostTableSizeAtLeast(unsigned size);
+
+#endif

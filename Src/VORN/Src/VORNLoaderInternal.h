@@ -1,0 +1,125 @@
+// VORNLoader.h - the plug-in registry, the dispatched plug-in and the
+// records that hand deferred work back to plug-ins.
+#ifndef VORN_LOADER_H
+#define VORN_LOADER_H
+
+#include "VORN/VORNPlugin.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+// ---- Deliveries ----------------------------------------------------------
+// A unit of work handed to a plug-in later. Deliveries are nodes of an
+// intrusive doubly linked list whose head is a VORNDeliveryHead sentinel:
+// head.next is the first node, first->prev is the head, last->next is null.
+class VORNDelivery {
+public:
+    // pluginGone false: the owner is dispatched and enabled, hand it the
+    // result now. true: the owner is gone; release what the delivery holds.
+    virtual void DeliverToPlugin(bool pluginGone) = 0;
+
+    int mPlugin = VORN_NO_PLUGIN_ID;
+    VORNDelivery* mNext = nullptr;
+    VORNDelivery* mPrev = nullptr;
+
+protected:
+    VORNDelivery() = default;
+    ~VORNDelivery() = default;
+};
+
+class VORNDeliveryHead final : public VORNDelivery {
+public:
+    VORNDeliveryHead() = default;
+    VORNDeliveryHead(const VORNDeliveryHead&) = delete;
+    VORNDeliveryHead& operator=(const VORNDeliveryHead&) = delete;
+    void DeliverToPlugin(bool) override {}
+    bool IsEmpty() const { return mNext == nullptr; }
+};
+
+// ---- Registry -----------------------------------------------------------
+enum { kFeatureWantsReflections = 0, kFeatureNativePaths = 1, kFeatureCount = 2 };
+
+struct PluginRecord {
+    void* module = nullptr;
+    std::string name;
+    std::string filePath;  // internal (UTF-8) form
+    std::string signature;
+    std::string description;
+    VPluginStop_f stop = nullptr;
+    VPluginEnable_f enable = nullptr;  // null: enabling always succeeds
+    VPluginDisable_f disable = nullptr;
+    VPluginReceiveMessage_f receive = nullptr;
+    VORNErrorCallback_f errorCallback = nullptr;
+    bool enabled = false;
+    int32_t features[kFeatureCount] = {0, 0};
+    VORNDeliveryHead inFlight;  // async work still running
+    VORNDeliveryHead pending;   // finished, waiting for the plug-in to be enabled
+};
+
+// Records live at stable heap addresses, so the delivery list heads inside
+// them stay valid however the registry grows or shrinks.
+extern std::vector<std::unique_ptr<PluginRecord>> gAllPlugins;
+extern int gDispatchedPlugin;
+
+// The record of plug-in id, or null when id is out of range.
+inline PluginRecord* VORNPluginRecordFor(int id)
+{
+    return (id >= 0 && static_cast<size_t>(id) < gAllPlugins.size()) ? gAllPlugins[id].get()
+                                                                    : nullptr;
+}
+
+// True when the library may call into plug-in id: it is registered and
+// enabled, or the registry is still empty and id is the host.
+inline bool VORNIsCallable(int id)
+{
+    if (gAllPlugins.empty())
+        return id == VORN_HOST_PLUGIN_ID;
+    const PluginRecord* record = VORNPluginRecordFor(id);
+    return record != nullptr && record->enabled;
+}
+
+// Scope guard around every call from the library into a plug-in: makes id the
+// dispatched plug-in and restores the previous one on every path out.
+// `valid` tells whether the plug-in may be called at all.
+class StDispatchCallback {
+public:
+    explicit StDispatchCallback(int id) : valid(VORNIsCallable(id)), mSaved(gDispatchedPlugin)
+    {
+        gDispatchedPlugin = id;
+    }
+    ~StDispatchCallback() { gDispatchedPlugin = mSaved; }
+    StDispatchCallback(const StDispatchCallback&) = delete;
+    StDispatchCallback& operator=(const StDispatchCallback&) = delete;
+
+    const bool valid;
+
+private:
+    int mSaved;
+};
+
+void VORNSetDispatchedPlugin(int id);
+int VORNGetDispatchedPlugin();
+
+// Appends a record and returns its id.
+int VORNAddPluginRecord(std::unique_ptr<PluginRecord> record);
+// Appends the host's own record ("Taravel", id 0 when the registry is empty).
+int VORNRegisterHostPlugin();
+// Destroys every record, leaving the registry empty.
+void VORNClearPluginRegistry();
+
+// Same text as VORNDebugGetCurrentPluginName, for the library's own use.
+const char* DebugCurrentPluginName();
+
+// Sends message to the dispatched plug-in's error callback, if it has one.
+void VORNSendError(const char* message);
+// 1 when the dispatched plug-in is valid and has an error callback. API calls
+// validate their arguments only then.
+int VORNHasError();
+// Logs "[name]: message\n" attributed to the dispatched plug-in.
+void VORNLogPluginWarning(const char* message);
+// True when the dispatched plug-in exchanges paths in the legacy form.
+bool VORNNeedPathConvert();
+
+#endif

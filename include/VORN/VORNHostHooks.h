@@ -1,0 +1,254 @@
+/*
+ * VORNHostHooks.h - the host's side of VORN: the host hook table that the
+ * simulator hands to VORNInitializePlugins, and the entry points that the
+ * simulator calls.
+ *
+ * The table is a block of 72 consecutive 8-byte slots. Slot 0 holds the
+ * table's header (version, size in bytes); slots 1 to 71 are the host's
+ * functions. The host owns the table and must keep it alive and unchanged
+ * while the library is loaded. Every slot must be filled, except that the
+ * library calls ShowAlert only when version >= 3, ShowLoadingMessage only
+ * when version >= 4, and ReinitUsersPlane and DestroyMenu only when
+ * tableSize >= 576.
+ */
+#ifndef VORN_HOST_HOOKS_H
+#define VORN_HOST_HOOKS_H
+
+#include "VORNDefs.h"
+#include "VORNGraphics.h"
+#include "VORNNavigation.h"
+
+VORN_BEGIN_DECLS
+
+/* Size in bytes of a complete table. */
+#define VORN_HOST_HOOKS_SIZE 576
+/* Table versions that unlock the late slots. */
+#define VORN_HOST_HOOKS_VERSION_ALERT 3
+#define VORN_HOST_HOOKS_VERSION_LOADING_MESSAGE 4
+
+/* Called by the host when an asynchronous object load finishes. */
+typedef void (*VORNHostObjectLoaded_f)(void* object, void* refcon);
+/* Called by the host for each object path found by LookupObjects. */
+typedef void (*VORNHostObjectFound_f)(const char* path, void* refcon);
+
+typedef struct VORNHostHooks {
+    /* slot 0 (0x000): header */
+    int32_t version;
+    uint32_t tableSize;
+
+    /* slots 1-3: display */
+    void (*GetScreenSize)(int* outWidth, int* outHeight);             /* 0x008 */
+    void (*GetMouseLocation)(int* outX, int* outY, int flag);         /* 0x010 */
+    void (*TakeKeyboardFocus)(int pluginHasFocus);                    /* 0x018 */
+
+    /* slots 4-14: graphics (same signatures as VORNGraphics.h) */
+    void (*SetGraphicsState)(int, int, int, int, int, int, int);      /* 0x020 */
+    void (*BindTexture2d)(int textureNum, int textureUnit);           /* 0x028 */
+    void (*GenerateTextureNumbers)(int* outTextureIDs, int count);    /* 0x030 */
+    int (*GetTexture)(int textureID);                                 /* 0x038 */
+    void (*WorldToLocal)(double, double, double, double*, double*, double*); /* 0x040 */
+    void (*LocalToWorld)(double, double, double, double*, double*, double*); /* 0x048 */
+    void (*DrawTranslucentDarkBox)(int left, int top, int right, int bottom); /* 0x050 */
+    void (*DrawString)(float* colorRGB, int x, int y, char* text, int* wordWrapWidth,
+                       VORNFontID font);                              /* 0x058 */
+    void (*DrawNumber)(float* colorRGB, int x, int y, double value, int digits,
+                       int decimals, int showSign, VORNFontID font);  /* 0x060 */
+    void (*GetFontDimensions)(VORNFontID font, int* outCharWidth, int* outCharHeight,
+                              int* outDigitsOnly);                    /* 0x068 */
+    float (*MeasureString)(VORNFontID font, const char* text, int numChars); /* 0x070 */
+
+    /* slots 15-16: time and camera */
+    float (*GetElapsedTime)(void);                                    /* 0x078 */
+    void (*ReadCameraPosition)(float*, float*, float*, float*, float*, float*,
+                               float*);                               /* 0x080 */
+
+    /* slots 17-21: aircraft */
+    void (*DrawAircraft)(int planeIndex, float x, float y, float z, float pitch, float roll,
+                         float heading, int fullDraw, void* drawState); /* 0x088 */
+    void (*SetAircraftModel)(int planeIndex, const char* fullPath,
+                             const char* fileName);                   /* 0x090 */
+    void (*GetNthAircraftModel)(int index, char* outPath, char* outFileName); /* 0x098 */
+    int (*CountAircraft)(int* outTotal, int* outActive, int* outOwner); /* 0x0a0 */
+    void (*PlaceUserAtAirport)(const char* airportCode);              /* 0x0a8 */
+
+    /* slots 22-25: keys, speech, buttons */
+    void (*SimulateKeyPress)(int keyType, int key);                   /* 0x0b0 */
+    void (*SpeakString)(const char* text);                            /* 0x0b8 */
+    void (*CommandKeyStroke)(int commandKey);                         /* 0x0c0 */
+    void (*CommandButton)(const int* buttons, int release, int repeat); /* 0x0c8 */
+
+    /* slots 26-31: paths, versions, language, log, symbols */
+    void (*GetSystemPath)(char* out512);                              /* 0x0d0 */
+    void (*GetPrefsPath)(char* out512);                               /* 0x0d8 */
+    void (*GetVersions)(int* outSimVersion, int* outHostId);          /* 0x0e0 */
+    int (*GetLanguage)(void);                                         /* 0x0e8 */
+    void (*DebugString)(const char* text);                            /* 0x0f0 */
+    void* (*FindSymbol)(const char* name);                            /* 0x0f8 */
+
+    /* slots 32-33 */
+    void (*ReinitUsersPlane)(int first, int second);                  /* 0x100, tableSize >= 576 */
+    void (*HostReceiveMessage)(VORNPluginID fromPlugin, int message, void* param); /* 0x108 */
+
+    /* slots 34-38: menus; a host menu is a 64-bit opaque handle */
+    long (*CreateMenu)(long parentHostMenu, int position, const char* name); /* 0x110 */
+    int (*AppendMenuItem)(long hostMenu, const char* name, void* itemRef,
+                          int forceEnglish);                          /* 0x118 */
+    void (*SetMenuItemName)(long hostMenu, int position, const char* name); /* 0x120 */
+    void (*DestroyMenu)(long hostMenu);                               /* 0x128, tableSize >= 576 */
+    void (*RemoveMenuItem)(long hostMenu, int position);              /* 0x130 */
+
+    /* slots 39-55: navigation (same signatures as VORNNavigation.h) */
+    VORNNavRef (*GetFirstNavAid)(void);                               /* 0x138 */
+    VORNNavRef (*GetNextNavAid)(VORNNavRef ref);                      /* 0x140 */
+    VORNNavRef (*FindFirstNavAidOfType)(VORNNavType type);            /* 0x148 */
+    VORNNavRef (*FindLastNavAidOfType)(VORNNavType type);             /* 0x150 */
+    VORNNavRef (*FindNavAid)(const char*, const char*, float*, float*, int*,
+                             VORNNavType);                            /* 0x158 */
+    void (*GetNavAidInfo)(VORNNavRef, VORNNavType*, float*, float*, float*, int*, float*,
+                          char*, char*, char*);                       /* 0x160 */
+    int (*CountFMSEntries)(void);                                     /* 0x168 */
+    int (*GetDisplayedFMSEntry)(void);                                /* 0x170 */
+    int (*GetDestinationFMSEntry)(void);                              /* 0x178 */
+    void (*SetDisplayedFMSEntry)(int index);                          /* 0x180 */
+    void (*SetDestinationFMSEntry)(int index);                        /* 0x188 */
+    void (*GetFMSEntryInfo)(int, VORNNavType*, char*, VORNNavRef*, int*, float*,
+                            float*);                                  /* 0x190 */
+    void (*SetFMSEntryInfo)(int index, VORNNavRef ref, int altitude); /* 0x198 */
+    void (*SetFMSEntryLatLon)(int index, float latitude, float longitude,
+                              int altitude);                          /* 0x1a0 */
+    void (*ClearFMSEntry)(int index);                                 /* 0x1a8 */
+    VORNNavType (*GetGPSDestinationType)(void);                       /* 0x1b0 */
+    VORNNavRef (*GetGPSDestination)(void);                            /* 0x1b8 */
+
+    /* slots 56-57: user interface (version-gated) */
+    void (*ShowAlert)(const char* line1, const char* line2, const char* line3,
+                      const char* line4);                             /* 0x1c0, version >= 3 */
+    void (*ShowLoadingMessage)(const char* text);                     /* 0x1c8, version >= 4 */
+
+    /* slots 58-61: commands; a command handle is the host's opaque pointer */
+    void* (*FindCommand)(const char* name, const char* description, int create); /* 0x1d0 */
+    void (*CommandBegin)(void* command);                              /* 0x1d8 */
+    void (*CommandContinue)(void* command);                           /* 0x1e0 */
+    void (*CommandEnd)(void* command);                                /* 0x1e8 */
+
+    /* slots 62-63: terrain probes */
+    int (*CreateProbe)(void);                                         /* 0x1f0 */
+    int (*ProbeTerrainXYZ)(int hostIndex, const float* xyz, float* firstTriple,
+                           float* secondTriple, float* thirdTriple,
+                           int* resultFlag);                          /* 0x1f8 */
+
+    /* slots 64-69: scenery objects */
+    void* (*LoadObject)(const char* path);                            /* 0x200 */
+    void (*DrawObjects)(void* object, int lighting, int earthRelative, float x, float y,
+                        float z, float secondAngle, float firstAngle,
+                        float thirdAngle);                            /* 0x208 */
+    void (*UnloadObject)(void* object);                               /* 0x210 */
+    int (*LookupObjects)(const char* path, float latitude, float longitude,
+                         VORNHostObjectFound_f enumerator, void* refcon); /* 0x218 */
+    void (*LoadObjectAsync)(const char* path, VORNHostObjectLoaded_f callback,
+                            void* refcon);                            /* 0x220 */
+    void (*ReloadScenery)(void);                                      /* 0x228 */
+
+    /* slots 70-71: data files */
+    int (*LoadDataFile)(int fileType, const char* path);              /* 0x230 */
+    int (*SaveDataFile)(int fileType, const char* path);              /* 0x238 */
+} VORNHostHooks;
+
+#define VORN_HOOK_AT(field, offset) \
+    VORN_STATIC_ASSERT(offsetof(VORNHostHooks, field) == (offset), hook_offset_##field)
+
+VORN_STATIC_ASSERT(sizeof(VORNHostHooks) == VORN_HOST_HOOKS_SIZE, host_hooks_size);
+VORN_HOOK_AT(version, 0x000);
+VORN_HOOK_AT(tableSize, 0x004);
+VORN_HOOK_AT(GetScreenSize, 0x008);
+VORN_HOOK_AT(GetMouseLocation, 0x010);
+VORN_HOOK_AT(TakeKeyboardFocus, 0x018);
+VORN_HOOK_AT(SetGraphicsState, 0x020);
+VORN_HOOK_AT(BindTexture2d, 0x028);
+VORN_HOOK_AT(GenerateTextureNumbers, 0x030);
+VORN_HOOK_AT(GetTexture, 0x038);
+VORN_HOOK_AT(WorldToLocal, 0x040);
+VORN_HOOK_AT(LocalToWorld, 0x048);
+VORN_HOOK_AT(DrawTranslucentDarkBox, 0x050);
+VORN_HOOK_AT(DrawString, 0x058);
+VORN_HOOK_AT(DrawNumber, 0x060);
+VORN_HOOK_AT(GetFontDimensions, 0x068);
+VORN_HOOK_AT(MeasureString, 0x070);
+VORN_HOOK_AT(GetElapsedTime, 0x078);
+VORN_HOOK_AT(ReadCameraPosition, 0x080);
+VORN_HOOK_AT(DrawAircraft, 0x088);
+VORN_HOOK_AT(SetAircraftModel, 0x090);
+VORN_HOOK_AT(GetNthAircraftModel, 0x098);
+VORN_HOOK_AT(CountAircraft, 0x0a0);
+VORN_HOOK_AT(PlaceUserAtAirport, 0x0a8);
+VORN_HOOK_AT(SimulateKeyPress, 0x0b0);
+VORN_HOOK_AT(SpeakString, 0x0b8);
+VORN_HOOK_AT(CommandKeyStroke, 0x0c0);
+VORN_HOOK_AT(CommandButton, 0x0c8);
+VORN_HOOK_AT(GetSystemPath, 0x0d0);
+VORN_HOOK_AT(GetPrefsPath, 0x0d8);
+VORN_HOOK_AT(GetVersions, 0x0e0);
+VORN_HOOK_AT(GetLanguage, 0x0e8);
+VORN_HOOK_AT(DebugString, 0x0f0);
+VORN_HOOK_AT(FindSymbol, 0x0f8);
+VORN_HOOK_AT(ReinitUsersPlane, 0x100);
+VORN_HOOK_AT(HostReceiveMessage, 0x108);
+VORN_HOOK_AT(CreateMenu, 0x110);
+VORN_HOOK_AT(AppendMenuItem, 0x118);
+VORN_HOOK_AT(SetMenuItemName, 0x120);
+VORN_HOOK_AT(DestroyMenu, 0x128);
+VORN_HOOK_AT(RemoveMenuItem, 0x130);
+VORN_HOOK_AT(GetFirstNavAid, 0x138);
+VORN_HOOK_AT(GetNextNavAid, 0x140);
+VORN_HOOK_AT(FindFirstNavAidOfType, 0x148);
+VORN_HOOK_AT(FindLastNavAidOfType, 0x150);
+VORN_HOOK_AT(FindNavAid, 0x158);
+VORN_HOOK_AT(GetNavAidInfo, 0x160);
+VORN_HOOK_AT(CountFMSEntries, 0x168);
+VORN_HOOK_AT(GetDisplayedFMSEntry, 0x170);
+VORN_HOOK_AT(GetDestinationFMSEntry, 0x178);
+VORN_HOOK_AT(SetDisplayedFMSEntry, 0x180);
+VORN_HOOK_AT(SetDestinationFMSEntry, 0x188);
+VORN_HOOK_AT(GetFMSEntryInfo, 0x190);
+VORN_HOOK_AT(SetFMSEntryInfo, 0x198);
+VORN_HOOK_AT(SetFMSEntryLatLon, 0x1a0);
+VORN_HOOK_AT(ClearFMSEntry, 0x1a8);
+VORN_HOOK_AT(GetGPSDestinationType, 0x1b0);
+VORN_HOOK_AT(GetGPSDestination, 0x1b8);
+VORN_HOOK_AT(ShowAlert, 0x1c0);
+VORN_HOOK_AT(ShowLoadingMessage, 0x1c8);
+VORN_HOOK_AT(FindCommand, 0x1d0);
+VORN_HOOK_AT(CommandBegin, 0x1d8);
+VORN_HOOK_AT(CommandContinue, 0x1e0);
+VORN_HOOK_AT(CommandEnd, 0x1e8);
+VORN_HOOK_AT(CreateProbe, 0x1f0);
+VORN_HOOK_AT(ProbeTerrainXYZ, 0x1f8);
+VORN_HOOK_AT(LoadObject, 0x200);
+VORN_HOOK_AT(DrawObjects, 0x208);
+VORN_HOOK_AT(UnloadObject, 0x210);
+VORN_HOOK_AT(LookupObjects, 0x218);
+VORN_HOOK_AT(LoadObjectAsync, 0x220);
+VORN_HOOK_AT(ReloadScenery, 0x228);
+VORN_HOOK_AT(LoadDataFile, 0x230);
+VORN_HOOK_AT(SaveDataFile, 0x238);
+
+/* ---- Entry points the host calls ------------------------------------------ */
+
+/* Starts the library: stores hooks (kept, not copied) and self, creates the
+   "Plugins" menu, publishes the build string, loads and enables every plug-in
+   below systemPath + "Resources/plugins" (systemPath ends with '/').
+   Returns the interface version, always 19. Call once, first. */
+VORN_API int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hooks, void* self);
+
+/* Disables and unloads every plug-in. Call once, last. */
+VORN_API void VORNShutdownPlugins(void);
+
+/* The host's per-frame and per-event driver. event 0 and 10 run the flight
+   loops of phase 0 and 1 (elapsed = the simulation time in seconds); the other
+   codes 1 to 13 are relayed to plug-ins; codes outside 0..13 do nothing.
+   Returns 1. */
+VORN_API int VORNEventHook(int event, void* param, float elapsed);
+
+VORN_END_DECLS
+
+#endif /* VORN_HOST_HOOKS_H */

@@ -1,0 +1,101 @@
+// The host's entry points, driven through the real shared library.
+
+#include "HostFixture.h"
+#include "VORN/VORNPlugin.h"
+#include "VORN/VORNUtilities.h"
+
+#include <gmock/gmock.h>
+
+#include <dlfcn.h>
+
+using namespace vorntest;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+TEST_F(HostTest, InitializeReturns19WithAMissingPluginsFolder)
+{
+    EXPECT_EQ(Start(), 19);
+    EXPECT_EQ(VORNInitialized(), 1);
+}
+
+TEST_F(HostTest, InitializeReturns19WithAnEmptyPluginsFolder)
+{
+    root.MakeDir("Resources/plugins");
+    EXPECT_EQ(Start(), 19);
+}
+
+TEST_F(HostTest, InitializeRegistersTheHostAsPluginZero)
+{
+    Start();
+    EXPECT_EQ(VORNCountPlugins(), 1);
+    EXPECT_EQ(VORNFindPluginBySignature("corvane.taravel.taravel"), 0);
+    EXPECT_EQ(VORNIsPluginEnabled(0), 1);
+    EXPECT_EQ(VORNGetMyID(), 0);
+    EXPECT_STREQ(VORNDebugGetCurrentPluginName(), "[VORN_PLUGIN_TARAVEL]");
+}
+
+TEST_F(HostTest, ShutdownEmptiesTheRegistry)
+{
+    Start();
+    VORNShutdownPlugins();
+    started = false;
+    EXPECT_EQ(VORNCountPlugins(), 0);
+}
+
+TEST_F(HostTest, RestartAfterShutdownNumbersTheHostZeroAgain)
+{
+    Start();
+    VORNShutdownPlugins();
+    EXPECT_EQ(Start(), 19);
+    EXPECT_EQ(VORNCountPlugins(), 1);
+    EXPECT_EQ(VORNFindPluginBySignature("corvane.taravel.taravel"), 0);
+}
+
+// ---- events ---------------------------------------------------------------------
+
+TEST_F(HostTest, EventZeroRepeatsHeldButtons)
+{
+    Start();
+    VORNCommandButtonPress(4);
+    host->ClearRecord();
+    EXPECT_EQ(VORNEventHook(0, nullptr, 1.5f), 1);
+    EXPECT_THAT(host->CallsNamed("CommandButton"), ElementsAre("CommandButton({4}, 0, 1)"));
+    VORNCommandButtonRelease(4);
+    host->ClearRecord();
+    VORNEventHook(0, nullptr, 1.6f);
+    EXPECT_THAT(host->calls, IsEmpty());
+}
+
+TEST_F(HostTest, EventCodesOutsideTheTableDoNothingAndReturnOne)
+{
+    Start();
+    host->ClearRecord();
+    for (int event : {5, 14, 99, -1, -100})
+        EXPECT_EQ(VORNEventHook(event, nullptr, 0.0f), 1) << "event " << event;
+    EXPECT_THAT(host->calls, IsEmpty());
+    EXPECT_THAT(host->debugWrites, IsEmpty());
+}
+
+// ---- a real plug-in module against the exported API --------------------------------
+
+TEST_F(HostTest, PluginModulesReachTheLibraryThroughItsExportedSymbols)
+{
+    Start();
+    void* module = dlopen(TestPluginPath("probe_basic").c_str(), RTLD_NOW);
+    ASSERT_NE(module, nullptr) << dlerror();
+    auto start = reinterpret_cast<VPluginStart_f>(dlsym(module, "VPluginStart"));
+    auto report = reinterpret_cast<void (*)(void)>(dlsym(module, "ProbeReportIdentity"));
+    ASSERT_NE(start, nullptr);
+    ASSERT_NE(report, nullptr);
+    char name[256], signature[256], description[256];
+    EXPECT_EQ(start(name, signature, description), 1);
+    EXPECT_STREQ(signature, "test.probe.basic");
+    host->ClearRecord();
+    report();
+    EXPECT_THAT(host->debugWrites, ElementsAre("id=0 count=1"));
+    dlclose(module);
+}
+
+}  // namespace

@@ -1,0 +1,23 @@
+/* Every public header, included together, must compile as strict C99. */
+#include "VORN/VORNDefs.h"
+#include "VORN/VORNGraphics.h"
+#include "VORN/VORNHostHooks.h"
+#include "VORN/VORNNavigation.h"
+#include "VORN/VORNPlugin.h"
+#include "VORN/VORNUtilities.h"
+
+/* A host fills the table by name. */
+static void HostDebugString(const char* text)
+{
+    (void)text;
+}
+
+int vorn_header_check_c(void);
+int vorn_header_check_c(void)
+{
+    VORNHostHooks hooks;
+    hooks.version = 4;
+    hooks.tableSize = VORN_HOST_HOOKS_SIZE;
+    hooks.DebugString = HostDebugString;
+    return (int)sizeof hooks + VORNInitializePlugins("/sim/", &hooks, 0);
+}
