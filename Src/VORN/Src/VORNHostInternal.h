@@ -17,4 +17,7 @@ extern char gDirSeparator[2];
 bool VORNHostVersionAtLeast(int version);
 bool VORNHostTableSizeAtLeast(unsigned size);
 
+// Writes the library's build date and time ("Mmm dd yyyy hh:mm:ss").
+void VORNFormatBuildString(char* out, size_t size);
+
 #endif

@@ -33,6 +33,24 @@ int FindPluginByField(std::string PluginRecord::*field, const std::string& value
 
 }  // namespace
 
+// ---- Disable and clean-up fan-out -------------------------------------------
+// Every subsystem that keeps per-plug-in state has a disable hook (release live
+// resources such as focus, camera or aircraft) and/or a clean-up hook (free
+// everything the plug-in owned). The orders below are fixed; a subsystem joins
+// by adding its one line at its place.
+
+void VORNRunDisableHooks(int id)
+{
+    // display, camera, planes
+    (void)id;
+}
+
+void VORNRunCleanupHooks(int id)
+{
+    // commands, display, flight loops, camera, menus, planes, data refs, scenery
+    (void)id;
+}
+
 // ---- Registry ---------------------------------------------------------------
 
 void VORNSetDispatchedPlugin(int id)

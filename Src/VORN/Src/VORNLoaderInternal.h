@@ -109,6 +109,11 @@ int VORNRegisterHostPlugin();
 // Destroys every record, leaving the registry empty.
 void VORNClearPluginRegistry();
 
+// Tell every subsystem that plug-in id is being disabled / unloaded, in the
+// fixed fan-out order, under the caller's dispatch.
+void VORNRunDisableHooks(int id);
+void VORNRunCleanupHooks(int id);
+
 // Same text as VORNDebugGetCurrentPluginName, for the library's own use.
 const char* DebugCurrentPluginName();
 
