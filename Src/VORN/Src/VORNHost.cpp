@@ -87,6 +87,10 @@ int HandleEvent(int event, void* param, float elapsed)
     switch (event) {
     case 0:  // a simulation step: held buttons, then phase-0 flight loops
         VORNDoRepeatedButtons();
+        VORNRunScheduledReload();
+        return 1;
+    case 10:  // phase-1 flight loops
+        VORNRunScheduledReload();
         return 1;
     case 2:
         BroadcastFromHost(VORN_MSG_PLANE_CRASHED, nullptr);

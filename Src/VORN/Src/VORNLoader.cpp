@@ -465,6 +465,8 @@ VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
     if (id <= VORN_HOST_PLUGIN_ID || VORNPluginRecordFor(id) == nullptr)
         return 0;
     PluginRecord& record = *gAllPlugins[id];
+    if (record.unloaded)
+        return 0;
     if (!record.enabled) {
         if (record.enable != nullptr) {
             record.enabled = CallAsPlugin(id, 0, [&] { return record.enable(); }) != 0;
@@ -525,7 +527,7 @@ void VORNDisableACFPlugins()
 void UnloadOnePlugin(int id)
 {
     PluginRecord* record = VORNPluginRecordFor(id);
-    if (record == nullptr)
+    if (record == nullptr || record->unloaded)
         return;
     // Work still running finishes later without an owner.
     while (VORNDelivery* delivery = PopFront(record->inFlight)) {
@@ -544,6 +546,15 @@ void UnloadOnePlugin(int id)
         VORNUnloadDLL(record->module);
         record->module = nullptr;
     }
+    // The entry points died with the module; the record may stay for a while
+    // to keep later ids stable, but it can never be called or enabled again.
+    record->unloaded = true;
+    record->enabled = false;
+    record->stop = nullptr;
+    record->enable = nullptr;
+    record->disable = nullptr;
+    record->receive = nullptr;
+    record->errorCallback = nullptr;
 }
 
 void VORNUnloadPlugins()

@@ -53,6 +53,7 @@ struct PluginRecord {
     VPluginReceiveMessage_f receive = nullptr;
     VORNErrorCallback_f errorCallback = nullptr;
     bool enabled = false;
+    bool unloaded = false;  // stopped and closed; the record only keeps its id
     int32_t features[kFeatureCount] = {0, 0};
     VORNDeliveryHead inFlight;  // async work still running
     VORNDeliveryHead pending;   // finished, waiting for the plug-in to be enabled
