@@ -138,3 +138,46 @@ VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
 {
     return VORNNoThrow(1, [&] { return HandleEvent(event, param, elapsed); });
 }
+
+// ---- Diagnostics -------------------------------------------------------------
+
+VORNUnloadObserver_f gUnloadObserver = nullptr;
+
+namespace {
+
+// Counts what plug-in id owns in every subsystem.
+VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
+{
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    (void)id;
+    inventory.errors = record.errorCount;
+    strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
+    return inventory;
+}
+
+}  // namespace
+
+void VORNNotifyUnloadObserver(int id)
+{
+    const PluginRecord* record = VORNPluginRecordFor(id);
+    if (gUnloadObserver == nullptr || record == nullptr)
+        return;
+    const VORNPluginInventory leftover = TakeInventory(*record, id);
+    gUnloadObserver(id, &leftover);
+}
+
+VORN_EXPORT int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out)
+{
+    const PluginRecord* record = VORNPluginRecordFor(id);
+    if (record == nullptr || out == nullptr ||
+        out->structSize != static_cast<int32_t>(sizeof(VORNPluginInventory)))
+        return 0;
+    *out = TakeInventory(*record, id);
+    return 1;
+}
+
+VORN_EXPORT void VORNSetUnloadObserver(VORNUnloadObserver_f observer)
+{
+    gUnloadObserver = observer;
+}

@@ -307,8 +307,13 @@ VORN_EXPORT void VORNSetErrorCallback(VORNErrorCallback_f callback)
 
 void VORNSendError(const char* message)
 {
-    const PluginRecord* record = VORNPluginRecordFor(gDispatchedPlugin);
-    if (record == nullptr || record->errorCallback == nullptr)
+    PluginRecord* record = VORNPluginRecordFor(gDispatchedPlugin);
+    if (record == nullptr)
+        return;
+    // Kept for the host's diagnostics, whether or not the plug-in listens.
+    ++record->errorCount;
+    VORNNoThrow([&] { record->lastError = message != nullptr ? message : ""; });
+    if (record->errorCallback == nullptr)
         return;
     // The callback is the plug-in's code; whatever it throws stays here.
     VORNNoThrow([&] { record->errorCallback(message); });
@@ -541,7 +546,10 @@ void UnloadOnePlugin(int id)
     }
     if (record->stop != nullptr)
         CallAsPlugin(id, [&] { record->stop(); });
-    VORNNoThrow([&] { VORNRunCleanupHooks(id); });
+    VORNNoThrow([&] {
+        VORNNotifyUnloadObserver(id);
+        VORNRunCleanupHooks(id);
+    });
     if (record->module != nullptr) {
         VORNUnloadDLL(record->module);
         record->module = nullptr;

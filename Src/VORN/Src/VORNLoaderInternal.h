@@ -52,6 +52,8 @@ struct PluginRecord {
     VPluginDisable_f disable = nullptr;
     VPluginReceiveMessage_f receive = nullptr;
     VORNErrorCallback_f errorCallback = nullptr;
+    int errorCount = 0;     // misuse reports addressed to this plug-in
+    std::string lastError;  // the latest of them
     bool enabled = false;
     bool unloaded = false;  // stopped and closed; the record only keeps its id
     int32_t features[kFeatureCount] = {0, 0};
