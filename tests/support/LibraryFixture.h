@@ -4,8 +4,10 @@
 #define VORN_TEST_LIBRARY_FIXTURE_H
 
 #include "FakeHost.h"
+#include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <gtest/gtest.h>
@@ -30,6 +32,8 @@ protected:
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
         VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
         gButtons.clear();
         gDispatchedPlugin = 0;
         gErrors.clear();
@@ -38,6 +42,8 @@ protected:
     void TearDown() override
     {
         VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
         gButtons.clear();
         gDispatchedPlugin = 0;
         gHooks = nullptr;

@@ -4,8 +4,10 @@
 
 #include "VORNHostInternal.h"
 
+#include "VORNDisplayInternal.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include "VORNDLLUtils.h"
@@ -58,6 +60,9 @@ VORN_EXPORT void VORNShutdownPlugins(void)
     VORNNoThrow([&] {
         VORNDisableAllPlugins();
         VORNUnloadPlugins();
+        // What the host itself registered outlives every plug-in.
+        VORNDisplayReset();
+        VORNProcessingReset(false);
     });
 }
 
@@ -87,11 +92,9 @@ int HandleEvent(int event, void* param, float elapsed)
     switch (event) {
     case 0:  // a simulation step: held buttons, then phase-0 flight loops
         VORNDoRepeatedButtons();
-        VORNRunScheduledReload();
-        return 1;
+        return VORNDoFlightLoopProcessing(elapsed, 0);
     case 10:  // phase-1 flight loops
-        VORNRunScheduledReload();
-        return 1;
+        return VORNDoFlightLoopProcessing(elapsed, 10);
     case 2:
         BroadcastFromHost(VORN_MSG_PLANE_CRASHED, nullptr);
         return 1;
@@ -127,7 +130,6 @@ int HandleEvent(int event, void* param, float elapsed)
         BroadcastFromHost(VORN_MSG_LIVERY_LOADED, param);
         return 1;
     default:  // 5, and codes outside 0..13
-        (void)elapsed;
         return 1;
     }
 }

@@ -4,8 +4,10 @@
 #include "VORNLoaderInternal.h"
 
 #include "VORNDLLUtils.h"
+#include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORN/VORNUtilities.h"
 
 #include <algorithm>
@@ -167,7 +169,8 @@ void VORNRunDisableHooks(int id)
 void VORNRunCleanupHooks(int id)
 {
     // commands, display, flight loops, camera, menus, planes, data refs, scenery
-    (void)id;
+    VORNDisplayCleanupHook(id);
+    VORNProcessingCleanupHook(id);
 }
 
 // ---- Registry ---------------------------------------------------------------
