@@ -3,6 +3,7 @@
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"
+#include "VORN/VORNMenus.h"
 #include "VORN/VORNNavigation.h"
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNUtilities.h"

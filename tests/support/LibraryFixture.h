@@ -6,6 +6,7 @@
 #include "FakeHost.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <gtest/gtest.h>
@@ -31,6 +32,8 @@ protected:
         gHooks = &host->table;
         VORNClearPluginRegistry();
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gErrors.clear();
     }
@@ -39,6 +42,8 @@ protected:
     {
         VORNClearPluginRegistry();
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gHooks = nullptr;
         host.reset();

@@ -6,6 +6,7 @@
 
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <cstdio>
@@ -42,6 +43,7 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
+    VORNInitMenus();
     (void)systemPath;
     VORNNoThrow([&] { VORNRegisterHostPlugin(); });
     return kInterfaceVersion;
@@ -61,8 +63,33 @@ VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
         case 0:  // a simulation step: held buttons, then phase-0 flight loops
             VORNDoRepeatedButtons();
             return 1;
+        case 9:  // held commands go on
+            VORNCommandRepeatHook();
+            return 1;
         default:  // codes outside 0..13, and events with nothing to do
             return 1;
         }
     });
+}
+
+// ---- Menu and command forwarders ------------------------------------------------
+
+VORN_EXPORT int VORNMenuHook(int hostItem)
+{
+    return VORNHandleMenuItemPick(hostItem);
+}
+
+VORN_EXPORT int VORNCheckMenuHook(long hostMenu, int position, int* outCheck)
+{
+    return VORNHandleMenuItemCheck(hostMenu, position, outCheck);
+}
+
+VORN_EXPORT int VORNMenuItemEnabled(long hostMenu, int position)
+{
+    return VORNHandleMenuItemEnable(hostMenu, position);
+}
+
+VORN_EXPORT int VORNCommandHook(void* command, int isStart, int isEnd, int before)
+{
+    return VORNNoThrow(1, [&] { return VORNDispatchCommandHook(command, isStart, isEnd, before); });
 }

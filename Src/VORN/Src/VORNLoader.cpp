@@ -6,6 +6,8 @@
 #include "VORNDLLUtils.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
+#include "VORNMenusInternal.h"
+#include "VORNUtilitiesInternal.h"
 #include "VORN/VORNUtilities.h"
 
 #include <cstring>
@@ -48,7 +50,8 @@ void VORNRunDisableHooks(int id)
 void VORNRunCleanupHooks(int id)
 {
     // commands, display, flight loops, camera, menus, planes, data refs, scenery
-    (void)id;
+    VORNNoThrow([&] { VORNCommandCleanupHook(id); });
+    VORNMenuCleanupHook(id);
 }
 
 // ---- Registry ---------------------------------------------------------------
