@@ -2,7 +2,7 @@
 // drives them: the host's entry points, with the host itself (plug-in 0)
 // using the API as it does outside any plug-in callback.
 
-#include "HostFixture.h"
+#include "PluginRoot.h"
 #include "VORN/VORNMenus.h"
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNUtilities.h"
@@ -111,6 +111,7 @@ TEST_F(MenusCommandsHostTest, ARestartForgetsTheEarlierSessionsMenus)
 TEST_F(MenusCommandsHostTest, CommandHandlersHeldCommandsAndTheSimPrefix)
 {
     Start();
+    host->ClearRecord();
     VORNSetErrorCallback(OnError);
     VORNCommandRef cmd = VORNCreateCommand("sim/host_thing", "desc");
     EXPECT_EQ(cmd, host->commands.at("sim/host_thing"));
@@ -137,6 +138,88 @@ TEST_F(MenusCommandsHostTest, CommandHandlersHeldCommandsAndTheSimPrefix)
     host->ClearRecord();
     VORNEventHook(9, nullptr, 0.0f);
     EXPECT_THAT(host->calls, IsEmpty());
+}
+
+}  // namespace
+
+// ---- real plug-ins sharing the "Plugins" menu -------------------------------------------
+
+namespace {
+
+class MenuPluginsTest : public LoaderTest {
+protected:
+    void SetUp() override
+    {
+        LoaderTest::SetUp();
+        InstallPlugin("menu_user", "alpha.vpl");
+        InstallPlugin("menu_user", "beta.vpl");
+        Start();
+        alpha = VORNFindPluginBySignature("menu_user.alpha");
+        beta = VORNFindPluginBySignature("menu_user.beta");
+    }
+    int alpha = -1, beta = -1;
+};
+
+TEST_F(MenuPluginsTest, EachPluginNumbersOnlyItsOwnItems)
+{
+    ASSERT_EQ(alpha, 1);
+    ASSERT_EQ(beta, 2);
+    EXPECT_THAT(PluginLines(), ElementsAre("<alpha:items 0 0 1 id=1>", "<beta:items 0 0 1 id=2>"));
+    EXPECT_THAT(host->CallsNamed("CreateMenu"),
+                ElementsAre("CreateMenu(0, 0, \"Plugins\")", "CreateMenu(1000, 1, \"alpha\")",
+                            "CreateMenu(1000, 3, \"beta\")"))
+        << "each menu hangs off its owner's second item in Plugins";
+}
+
+TEST_F(MenuPluginsTest, PicksReachTheOwningPluginAndDisabledPluginsLoseTheirMenus)
+{
+    host->ClearRecord();
+    EXPECT_EQ(VORNMenuHook(4), 0);  // alpha's "two"
+    EXPECT_EQ(VORNMenuHook(7), 0);  // beta's "one"
+    EXPECT_THAT(PluginLines(), ElementsAre("<alpha:pick alpha/two id=1>", "<beta:pick beta/one id=2>"));
+    VORNDisablePlugin(alpha);
+    host->ClearRecord();
+    EXPECT_EQ(VORNMenuItemEnabled(1001, 0), 0);
+    EXPECT_EQ(VORNMenuItemEnabled(1002, 0), 1);
+    EXPECT_EQ(VORNMenuItemEnabled(1000, 0), 1) << "its items in Plugins are the host's to judge";
+    EXPECT_EQ(VORNMenuHook(4), 0);
+    EXPECT_THAT(PluginLines(), IsEmpty());
+}
+
+TEST_F(MenuPluginsTest, CommandHandlersRunNewestFirstAndSkipDisabledPlugins)
+{
+    VORNCommandRef shared = VORNFindCommand("vorn/shared");
+    host->ClearRecord();
+    EXPECT_EQ(VORNCommandHook(shared, 1, 0, 1), 1);
+    EXPECT_THAT(PluginLines(), ElementsAre("<beta:command phase 0 id=2>",
+                                           "<alpha:command phase 0 id=1>"));
+    VORNDisablePlugin(beta);
+    host->ClearRecord();
+    VORNCommandHook(shared, 0, 1, 1);
+    EXPECT_THAT(PluginLines(), ElementsAre("<alpha:command phase 2 id=1>"));
+    host->ClearRecord();
+    VORNEventHook(9, nullptr, 0.0f);
+    EXPECT_THAT(host->CallsNamed("CommandContinue"),
+                ElementsAre("CommandContinue(" + Fmt(VORNFindCommand("vorn/alpha")) + ")"))
+        << "the disabled plug-in's command stays held but is not continued";
+}
+
+TEST_F(MenuPluginsTest, UnloadRemovesEachPluginsMenusItemsAndHeldCommands)
+{
+    void* alphaHold = VORNFindCommand("vorn/alpha");
+    void* betaHold = VORNFindCommand("vorn/beta");
+    host->ClearRecord();
+    VORNShutdownPlugins();
+    started = false;
+    EXPECT_THAT(host->CallsNamed("DestroyMenu"), ElementsAre("DestroyMenu(1001)", "DestroyMenu(1002)"));
+    EXPECT_THAT(host->CallsNamed("RemoveMenuItem"),
+                ElementsAre("RemoveMenuItem(1000, 0)", "RemoveMenuItem(1000, 0)",
+                            "RemoveMenuItem(1000, 0)", "RemoveMenuItem(1000, 0)"));
+    EXPECT_THAT(host->CallsNamed("CommandEnd"),
+                ElementsAre("CommandEnd(" + Fmt(alphaHold) + ")", "CommandEnd(" + Fmt(betaHold) + ")"));
+    int check = 5;
+    EXPECT_EQ(VORNCheckMenuHook(1000, 0, &check), 1) << "Plugins is empty again";
+    EXPECT_EQ(VORNMenuHook(4), 1);
 }
 
 }  // namespace

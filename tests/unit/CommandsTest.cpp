@@ -15,7 +15,6 @@
 
 using namespace vorntest;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
 namespace {
@@ -303,11 +302,15 @@ TEST_F(CommandsTest, CommandsWithoutHandlersAreTheHostsAndCreateNoEntry)
     EXPECT_THAT(gTrace, IsEmpty());
 }
 
-TEST_F(CommandsTest, AHandlerThatThrowsDoesNotEscapeTheHook)
+TEST_F(CommandsTest, AHandlerThatThrowsIsLoggedAndTheNextStillRuns)
 {
     Script thrower = [](VORNCommandRef, int) -> int { throw std::runtime_error("plug-in bug"); };
-    Register(a, RunScript, 1, &thrower);
+    Register(a, Trace, 1, kA);
+    Register(b, RunScript, 1, &thrower);
     EXPECT_EQ(VORNCommandHook(cmd, 1, 0, 1), 1);
+    EXPECT_THAT(gTrace, ElementsAre("A:0@1"));
+    EXPECT_EQ(host->Log(),
+              "[Beta]: a callback threw an exception; the library ignored it and went on\n");
     EXPECT_EQ(gDispatchedPlugin, 0) << "dispatch restored on the way out";
 }
 

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 using namespace vorntest;
@@ -330,6 +331,16 @@ TEST_F(MenusTest, PickOfAnItemWithoutHandlerOrOfADisabledPluginCallsNothing)
     Record(b).enabled = false;
     EXPECT_EQ(VORNMenuHook(HostItem(menu, 0)), 0);
     EXPECT_THAT(gPicks, IsEmpty());
+}
+
+TEST_F(MenusTest, AHandlerThatThrowsIsLoggedAndThePickIsStillThePlugins)
+{
+    VORNMenuID menu = Create(b, "B menu");
+    Append(b, menu, "x");
+    gOnPick = [] { throw std::runtime_error("plug-in bug"); };
+    EXPECT_EQ(VORNMenuHook(HostItem(menu, 0)), 0);
+    EXPECT_EQ(host->Log(), "[B]: a callback threw an exception; the library ignored it and went on\n");
+    EXPECT_EQ(gDispatchedPlugin, 0);
 }
 
 TEST_F(MenusTest, PickOfAnUnknownItemIsTheHosts)

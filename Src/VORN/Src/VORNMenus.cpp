@@ -267,7 +267,7 @@ int VORNHandleMenuItemPick(int hostItem)
             void* const itemRef = item.itemRef;
             StDispatchCallback dispatch(menu->owner);
             if (dispatch.valid)
-                VORNNoThrow([&] { handler(menuRef, itemRef); });
+                VORNCallPluginCode([&] { handler(menuRef, itemRef); });
             return 0;
         }
     }

@@ -333,7 +333,8 @@ bool RunCommandHandler(const VORNCommandCB_t& handler, VORNCommandRef command, i
     StDispatchCallback dispatch(handler.plugin);
     if (!dispatch.valid)
         return true;
-    return handler.callback(command, phase, handler.refcon) != 0;
+    // A handler that throws counts as having let the event through.
+    return VORNCallPluginCode(1, [&] { return handler.callback(command, phase, handler.refcon); }) != 0;
 }
 
 void RemoveHandlersOf(VORNCommandHandlerList& list, int plugin)
