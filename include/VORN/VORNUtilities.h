@@ -1,8 +1,8 @@
 /*
  * VORNUtilities.h - commands and their handlers, and small services:
- * simulated keys and joystick buttons, speech, key names, the simulator's folders, path splitting, paged
- * directory listings, versions, language, logging, host symbols and the
- * simulator's data files.
+ * simulated keys and joystick buttons, speech, key names, the simulator's
+ * folders, path splitting, paged directory listings, versions, language,
+ * logging, host symbols and the simulator's data files.
  *
  * Paths: a plug-in exchanges paths in the legacy form unless it enabled the
  * feature "VORN_USE_NATIVE_PATHS"; on Linux both forms are the same bytes

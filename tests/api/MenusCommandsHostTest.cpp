@@ -65,10 +65,12 @@ TEST_F(MenusCommandsHostTest, MenuBuiltByTheHostAnswersPicksChecksAndEnables)
     VORNMenuID tools = VORNCreateMenu("Tools", nullptr, 0, OnPick, kTools);
     EXPECT_EQ(VORNAppendMenuItem(tools, "First", kFirst, 0), 0);
     EXPECT_EQ(VORNAppendMenuItem(tools, "Second", kSecond, 0), 1);
-    EXPECT_THAT(host->CallsNamed("AppendMenuItem"),
-                ElementsAre("AppendMenuItem(1000, \"Tools\", null, 0)",
-                            "AppendMenuItem(1001, \"First\", " + Fmt(static_cast<void*>(kFirst)) + ", 0)",
-                            "AppendMenuItem(1001, \"Second\", " + Fmt(static_cast<void*>(kSecond)) + ", 0)"));
+    EXPECT_THAT(
+        host->CallsNamed("AppendMenuItem"),
+        ElementsAre(
+            "AppendMenuItem(1000, \"Tools\", null, 0)",
+            "AppendMenuItem(1001, \"First\", " + Fmt(static_cast<void*>(kFirst)) + ", 0)",
+            "AppendMenuItem(1001, \"Second\", " + Fmt(static_cast<void*>(kSecond)) + ", 0)"));
     EXPECT_THAT(host->CallsNamed("CreateMenu"), ElementsAre("CreateMenu(1000, 0, \"Tools\")"));
 
     EXPECT_EQ(VORNMenuHook(3), 0);
@@ -115,7 +117,8 @@ TEST_F(MenusCommandsHostTest, CommandHandlersHeldCommandsAndTheSimPrefix)
     VORNSetErrorCallback(OnError);
     VORNCommandRef cmd = VORNCreateCommand("sim/host_thing", "desc");
     EXPECT_EQ(cmd, host->commands.at("sim/host_thing"));
-    EXPECT_THAT(gSeen, ElementsAre("Plugin is illegally registering a command with the prefix sim/"));
+    EXPECT_THAT(gSeen,
+                ElementsAre("Plugin is illegally registering a command with the prefix sim/"));
     EXPECT_EQ(host->Log(), "[Taravel]: It is illegal to register a command starting with sim/\n");
     gSeen.clear();
 
@@ -176,7 +179,8 @@ TEST_F(MenuPluginsTest, PicksReachTheOwningPluginAndDisabledPluginsLoseTheirMenu
     host->ClearRecord();
     EXPECT_EQ(VORNMenuHook(4), 0);  // alpha's "two"
     EXPECT_EQ(VORNMenuHook(7), 0);  // beta's "one"
-    EXPECT_THAT(PluginLines(), ElementsAre("<alpha:pick alpha/two id=1>", "<beta:pick beta/one id=2>"));
+    EXPECT_THAT(PluginLines(),
+                ElementsAre("<alpha:pick alpha/two id=1>", "<beta:pick beta/one id=2>"));
     VORNDisablePlugin(alpha);
     host->ClearRecord();
     EXPECT_EQ(VORNMenuItemEnabled(1001, 0), 0);
@@ -191,8 +195,8 @@ TEST_F(MenuPluginsTest, CommandHandlersRunNewestFirstAndSkipDisabledPlugins)
     VORNCommandRef shared = VORNFindCommand("vorn/shared");
     host->ClearRecord();
     EXPECT_EQ(VORNCommandHook(shared, 1, 0, 1), 1);
-    EXPECT_THAT(PluginLines(), ElementsAre("<beta:command phase 0 id=2>",
-                                           "<alpha:command phase 0 id=1>"));
+    EXPECT_THAT(PluginLines(),
+                ElementsAre("<beta:command phase 0 id=2>", "<alpha:command phase 0 id=1>"));
     VORNDisablePlugin(beta);
     host->ClearRecord();
     VORNCommandHook(shared, 0, 1, 1);
@@ -204,6 +208,23 @@ TEST_F(MenuPluginsTest, CommandHandlersRunNewestFirstAndSkipDisabledPlugins)
         << "the disabled plug-in's command stays held but is not continued";
 }
 
+TEST_F(MenuPluginsTest, TheInventoryCountsMenusItemsHandlersAndHeldCommands)
+{
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    ASSERT_EQ(VORNGetPluginInventory(alpha, &inventory), 1);
+    EXPECT_EQ(inventory.menus, 1);
+    EXPECT_EQ(inventory.menuItems, 4) << "two in Plugins, two in its own menu";
+    EXPECT_EQ(inventory.commandHandlers, 1);
+    EXPECT_EQ(inventory.heldCommands, 1);
+    VORNMenuID plugins = VORNFindPluginsMenu();
+    VORNAppendMenuItem(plugins, "host's own", nullptr, 0);
+    ASSERT_EQ(VORNGetPluginInventory(0, &inventory), 1);
+    EXPECT_EQ(inventory.menus, 1) << "the host made Plugins";
+    EXPECT_EQ(inventory.menuItems, 1);
+    EXPECT_EQ(inventory.heldCommands, 0);
+}
+
 TEST_F(MenuPluginsTest, UnloadRemovesEachPluginsMenusItemsAndHeldCommands)
 {
     void* alphaHold = VORNFindCommand("vorn/alpha");
@@ -211,12 +232,13 @@ TEST_F(MenuPluginsTest, UnloadRemovesEachPluginsMenusItemsAndHeldCommands)
     host->ClearRecord();
     VORNShutdownPlugins();
     started = false;
-    EXPECT_THAT(host->CallsNamed("DestroyMenu"), ElementsAre("DestroyMenu(1001)", "DestroyMenu(1002)"));
+    EXPECT_THAT(host->CallsNamed("DestroyMenu"),
+                ElementsAre("DestroyMenu(1001)", "DestroyMenu(1002)"));
     EXPECT_THAT(host->CallsNamed("RemoveMenuItem"),
                 ElementsAre("RemoveMenuItem(1000, 0)", "RemoveMenuItem(1000, 0)",
                             "RemoveMenuItem(1000, 0)", "RemoveMenuItem(1000, 0)"));
-    EXPECT_THAT(host->CallsNamed("CommandEnd"),
-                ElementsAre("CommandEnd(" + Fmt(alphaHold) + ")", "CommandEnd(" + Fmt(betaHold) + ")"));
+    EXPECT_THAT(host->CallsNamed("CommandEnd"), ElementsAre("CommandEnd(" + Fmt(alphaHold) + ")",
+                                                            "CommandEnd(" + Fmt(betaHold) + ")"));
     int check = 5;
     EXPECT_EQ(VORNCheckMenuHook(1000, 0, &check), 1) << "Plugins is empty again";
     EXPECT_EQ(VORNMenuHook(4), 1);

@@ -24,8 +24,8 @@ std::vector<std::string> gTrace;
 
 int Trace(VORNCommandRef, int phase, void* refcon)
 {
-    gTrace.push_back(std::string(static_cast<const char*>(refcon)) + ":" +
-                     std::to_string(phase) + "@" + std::to_string(VORNGetMyID()));
+    gTrace.push_back(std::string(static_cast<const char*>(refcon)) + ":" + std::to_string(phase) +
+                     "@" + std::to_string(VORNGetMyID()));
     return 1;
 }
 
@@ -68,7 +68,8 @@ protected:
     void Register(int id, VORNCommandCallback_f callback, int before, void* refcon,
                   VORNCommandRef command = nullptr)
     {
-        As(id, [&] { VORNRegisterCommandHandler(command ? command : cmd, callback, before, refcon); });
+        As(id,
+           [&] { VORNRegisterCommandHandler(command ? command : cmd, callback, before, refcon); });
     }
     std::vector<std::string> Continued()
     {
@@ -114,12 +115,14 @@ TEST_F(CommandsTest, SimPrefixReportsBothTextsAndStillReturnsTheHostsHandle)
 {
     VORNCommandRef made = nullptr;
     As(a, [&] { made = VORNCreateCommand("sim/mine", "d"); });
-    EXPECT_THAT(gErrors, ElementsAre("Plugin is illegally registering a command with the prefix sim/"));
+    EXPECT_THAT(gErrors,
+                ElementsAre("Plugin is illegally registering a command with the prefix sim/"));
     EXPECT_THAT(host->debugWrites,
-                ElementsAre("[", "Alpha", "]: ",
-                            "It is illegal to register a command starting with sim/", "\n"));
+                ElementsAre("[", "Alpha",
+                            "]: ", "It is illegal to register a command starting with sim/", "\n"));
     EXPECT_EQ(made, host->commands.at("sim/mine"));
-    EXPECT_THAT(host->CallsNamed("FindCommand"), ElementsAre("FindCommand(\"sim/mine\", \"d\", 1)"));
+    EXPECT_THAT(host->CallsNamed("FindCommand"),
+                ElementsAre("FindCommand(\"sim/mine\", \"d\", 1)"));
 }
 
 TEST_F(CommandsTest, OnlyAnExactLowerCaseSimSlashPrefixIsReserved)
@@ -194,8 +197,9 @@ TEST_F(CommandsTest, RepeatGoesInAscendingPluginThenHandleOrder)
         VORNCommandBegin(high);
         VORNCommandBegin(low);
     });
-    EXPECT_THAT(Continued(), ElementsAre(Call("CommandContinue", low), Call("CommandContinue", high),
-                                         Call("CommandContinue", third)));
+    EXPECT_THAT(Continued(),
+                ElementsAre(Call("CommandContinue", low), Call("CommandContinue", high),
+                            Call("CommandContinue", third)));
 }
 
 TEST_F(CommandsTest, ADisabledPluginsCommandsStayHeldButAreNotContinued)
@@ -205,7 +209,8 @@ TEST_F(CommandsTest, ADisabledPluginsCommandsStayHeldButAreNotContinued)
     Record(a).enabled = false;
     EXPECT_THAT(Continued(), ElementsAre(Call("CommandContinue", other)));
     Record(a).enabled = true;
-    EXPECT_THAT(Continued(), ElementsAre(Call("CommandContinue", cmd), Call("CommandContinue", other)));
+    EXPECT_THAT(Continued(),
+                ElementsAre(Call("CommandContinue", cmd), Call("CommandContinue", other)));
 }
 
 TEST_F(CommandsTest, AnEndByAnotherPluginLeavesTheHolderHolding)

@@ -186,11 +186,12 @@ TEST_F(MenusTest, OutOfRangeIndicesSendTheirMessagesAndChangeNothing)
         VORNCheckMenuItemState(plugins, 2, &state);
         VORNEnableMenuItem(plugins, 5, 0);
     });
-    EXPECT_THAT(gErrors, ElementsAre("VORNRemoveMenuItem was passed an out of range item index.",
-                                     "VORNSetMenuItemName was passed an out of range item index.",
-                                     "VORNCheckMenuItem was passed an out of range item index.",
-                                     "VORNCheckMenuItemState was passed an out of range item index.",
-                                     "VORNCheckMenuItemState was passed an out of range item index."));
+    EXPECT_THAT(gErrors,
+                ElementsAre("VORNRemoveMenuItem was passed an out of range item index.",
+                            "VORNSetMenuItemName was passed an out of range item index.",
+                            "VORNCheckMenuItem was passed an out of range item index.",
+                            "VORNCheckMenuItemState was passed an out of range item index.",
+                            "VORNCheckMenuItemState was passed an out of range item index."));
     EXPECT_THAT(host->calls, IsEmpty());
     EXPECT_EQ(state, 42);
     EXPECT_EQ(gPluginMenu->items.size(), 3u);
@@ -238,8 +239,7 @@ TEST_F(MenusTest, NullNamesReachTheHostAsEmptyText)
     EXPECT_NE(menu, nullptr);
     EXPECT_EQ(host->calls.front().Text(), "AppendMenuItem(1000, \"\", null, 0)");
     EXPECT_THAT(host->CallsNamed("CreateMenu"), ElementsAre("CreateMenu(1000, 1, \"\")"));
-    EXPECT_THAT(host->CallsNamed("SetMenuItemName"),
-                ElementsAre("SetMenuItemName(1000, 0, \"\")"));
+    EXPECT_THAT(host->CallsNamed("SetMenuItemName"), ElementsAre("SetMenuItemName(1000, 0, \"\")"));
 }
 
 // ---- check marks and enabled state --------------------------------------------------------
@@ -339,7 +339,8 @@ TEST_F(MenusTest, AHandlerThatThrowsIsLoggedAndThePickIsStillThePlugins)
     Append(b, menu, "x");
     gOnPick = [] { throw std::runtime_error("plug-in bug"); };
     EXPECT_EQ(VORNMenuHook(HostItem(menu, 0)), 0);
-    EXPECT_EQ(host->Log(), "[B]: a callback threw an exception; the library ignored it and went on\n");
+    EXPECT_EQ(host->Log(),
+              "[B]: a callback threw an exception; the library ignored it and went on\n");
     EXPECT_EQ(gDispatchedPlugin, 0);
 }
 
@@ -431,6 +432,7 @@ TEST_F(MenusTest, DestroyRemovesTheCallersItemsThenTheMenu)
     EXPECT_EQ(gPluginMenu->items.size(), 3u) << "the item leading to it stays";
     host->ClearRecord();
     As(a, [&] { VORNDestroyMenu(menu); });
+    EXPECT_EQ(Append(a, menu, "late"), -1);
     EXPECT_THAT(host->calls, IsEmpty()) << "a stale id is ignored";
 }
 
@@ -458,13 +460,14 @@ TEST_F(MenusTest, CleanupDestroysThePluginsMenusAndItsPluginsItems)
 {
     VORNMenuID menuA1 = Create(a, "A1");
     VORNMenuID menuB = Create(b, "B");
-    VORNMenuID menuA2 = Create(a, "A2", menuA1, 0);
+    Create(a, "A2", menuA1, 0);  // a submenu of its own menu
     Append(a, menuA1, "inside");
     Append(a, menuB, "A's item in B's menu");
     Append(a, plugins, "loose");
     host->ClearRecord();
     VORNMenuCleanupHook(a);
-    EXPECT_THAT(host->CallsNamed("DestroyMenu"), ElementsAre("DestroyMenu(1001)", "DestroyMenu(1003)"))
+    EXPECT_THAT(host->CallsNamed("DestroyMenu"),
+                ElementsAre("DestroyMenu(1001)", "DestroyMenu(1003)"))
         << "one each, items not removed one by one";
     EXPECT_THAT(host->CallsNamed("RemoveMenuItem"),
                 ElementsAre("RemoveMenuItem(1000, 0)", "RemoveMenuItem(1000, 1)"))
@@ -474,7 +477,6 @@ TEST_F(MenusTest, CleanupDestroysThePluginsMenusAndItsPluginsItems)
     EXPECT_EQ(static_cast<VORNMenuInfo_t*>(menuB)->items.size(), 1u)
         << "items in other plug-ins' menus stay";
     EXPECT_EQ(gPluginMenu->items.size(), 1u);
-    (void)menuA2;
 }
 
 TEST_F(MenusTest, CleanupWithoutAPluginsMenuIsHarmless)

@@ -155,7 +155,8 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
 {
     VORNPluginInventory inventory{};
     inventory.structSize = sizeof inventory;
-    (void)id;
+    VORNCountMenuHoldings(id, &inventory.menus, &inventory.menuItems);
+    VORNCountCommandHoldings(id, &inventory.commandHandlers, &inventory.heldCommands);
     inventory.errors = record.errorCount;
     strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
     return inventory;

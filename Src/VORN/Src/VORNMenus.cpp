@@ -306,6 +306,18 @@ int VORNHandleMenuItemEnable(long hostMenu, int position)
     return enabled;
 }
 
+void VORNCountMenuHoldings(int plugin, int32_t* outMenus, int32_t* outItems)
+{
+    *outMenus = 0;
+    *outItems = 0;
+    for (const auto& menu : gMenus) {
+        *outMenus += menu->owner == plugin ? 1 : 0;
+        *outItems += static_cast<int32_t>(
+            std::count_if(menu->items.begin(), menu->items.end(),
+                          [plugin](const VORNItemInfo_t& item) { return item.owner == plugin; }));
+    }
+}
+
 // ---- Clean-up ------------------------------------------------------------------
 
 void VORNMenuCleanupHook(int plugin)

@@ -41,6 +41,9 @@ int VORNHandleMenuItemPick(int hostItem);
 int VORNHandleMenuItemCheck(long hostMenu, int position, int* outCheck);
 int VORNHandleMenuItemEnable(long hostMenu, int position);
 
+// Counts the menus plugin created and the items it appended (in any menu).
+void VORNCountMenuHoldings(int plugin, int32_t* outMenus, int32_t* outItems);
+
 // Removes the menus of an unloaded plug-in and its items in "Plugins".
 void VORNMenuCleanupHook(int plugin);
 

@@ -334,7 +334,9 @@ bool RunCommandHandler(const VORNCommandCB_t& handler, VORNCommandRef command, i
     if (!dispatch.valid)
         return true;
     // A handler that throws counts as having let the event through.
-    return VORNCallPluginCode(1, [&] { return handler.callback(command, phase, handler.refcon); }) != 0;
+    const int result = VORNCallPluginCode(
+        1, [&] { return handler.callback(command, phase, handler.refcon); });
+    return result != 0;
 }
 
 void RemoveHandlersOf(VORNCommandHandlerList& list, int plugin)
@@ -488,6 +490,19 @@ void VORNCommandCleanupHook(int plugin)
         for (auto& entry : *hooks)
             RemoveHandlersOf(entry.second, plugin);
     }
+}
+
+void VORNCountCommandHoldings(int plugin, int32_t* outHandlers, int32_t* outHeld)
+{
+    *outHandlers = 0;
+    for (const VORNCommandHookMap* hooks : {&gPreHooks, &gPostHooks}) {
+        for (const auto& entry : *hooks) {
+            for (const auto& handler : entry.second)
+                *outHandlers += handler->plugin == plugin ? 1 : 0;
+        }
+    }
+    const auto held = gCommandMap.find(plugin);
+    *outHeld = held != gCommandMap.end() ? static_cast<int32_t>(held->second.size()) : 0;
 }
 
 void VORNResetCommands()

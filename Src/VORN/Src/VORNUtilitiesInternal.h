@@ -52,6 +52,8 @@ int VORNDispatchCommandHook(VORNCommandRef command, int isStart, int isEnd, int 
 void VORNCommandRepeatHook();
 // Ends the commands an unloaded plug-in still holds and drops its handlers.
 void VORNCommandCleanupHook(int plugin);
+// Counts the handlers plugin registered and the commands it holds.
+void VORNCountCommandHoldings(int plugin, int32_t* outHandlers, int32_t* outHeld);
 // Empties all command tables without telling the host.
 void VORNResetCommands();
 
