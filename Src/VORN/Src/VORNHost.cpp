@@ -4,11 +4,13 @@
 
 #include "VORNHostInternal.h"
 
+#include "VORN/VORNDataAccess.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <cstdio>
+#include <cstring>
 
 VORNHostHooks* gHooks = nullptr;
 void* gSelf = nullptr;
@@ -17,6 +19,18 @@ char gDirSeparator[2] = {'/', '\0'};
 namespace {
 
 const int kInterfaceVersion = 19;
+const char kBuildStringDataRef[] = "sim/version/vorn_build_string";
+
+// Tells the host which library build it runs, if it published the data ref
+// for it; the terminating zero is written too.
+void PublishBuildString()
+{
+    char text[256];
+    VORNFormatBuildString(text, sizeof text);
+    VORNDataRef ref = VORNFindDataRef(kBuildStringDataRef);
+    if (ref != nullptr)
+        VORNSetDatab(ref, text, 0, static_cast<int>(std::strlen(text)) + 1);
+}
 
 }  // namespace
 
@@ -42,6 +56,7 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
+    PublishBuildString();
     (void)systemPath;
     VORNNoThrow([&] { VORNRegisterHostPlugin(); });
     return kInterfaceVersion;

@@ -4,6 +4,7 @@
 #include "VORNLoaderInternal.h"
 
 #include "VORNDLLUtils.h"
+#include "VORNDataAccessInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
 #include "VORN/VORNUtilities.h"
@@ -48,7 +49,7 @@ void VORNRunDisableHooks(int id)
 void VORNRunCleanupHooks(int id)
 {
     // commands, display, flight loops, camera, menus, planes, data refs, scenery
-    (void)id;
+    VORNDataRefsCleanupHook(id);
 }
 
 // ---- Registry ---------------------------------------------------------------
