@@ -249,6 +249,41 @@ VORN_API void VORNShutdownPlugins(void);
    Returns 1. */
 VORN_API int VORNEventHook(int event, void* param, float elapsed);
 
+/* ---- Diagnostics for hosts and tools ----------------------------------------- */
+
+/* What one plug-in has registered and how often it misused the API. Set
+   structSize to sizeof(VORNPluginInventory) before the call. */
+typedef struct VORNPluginInventory {
+    int32_t structSize;
+    int32_t dataRefs;        /* data refs it publishes */
+    int32_t sharedData;      /* shared-data subscriptions */
+    int32_t flightLoops;
+    int32_t drawCallbacks;
+    int32_t keySniffers;
+    int32_t windows;
+    int32_t hotKeys;
+    int32_t menus;           /* menus it created */
+    int32_t menuItems;       /* items it appended, in any menu */
+    int32_t commandHandlers;
+    int32_t heldCommands;    /* commands it began and has not ended */
+    int32_t probes;
+    int32_t objects;         /* scenery objects it holds */
+    int32_t planes;          /* 1 while it owns the multiplayer aircraft */
+    int32_t camera;          /* 1 while it controls the camera */
+    int32_t errors;          /* misuse reports addressed to it so far */
+    char lastError[256];     /* the latest of them, "" if none */
+} VORNPluginInventory;
+
+/* Fills out for plug-in id. Returns 1, or 0 (out untouched) for an unknown
+   id, a null out or a structSize other than sizeof(VORNPluginInventory). */
+VORN_API int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out);
+
+/* Called for each plug-in being unloaded, after its VPluginStop and before
+   the library removes what it still owns: leftover is what the plug-in did not
+   remove itself. Null turns the observer off. For hosts and checkers. */
+typedef void (*VORNUnloadObserver_f)(VORNPluginID id, const VORNPluginInventory* leftover);
+VORN_API void VORNSetUnloadObserver(VORNUnloadObserver_f observer);
+
 VORN_END_DECLS
 
 #endif /* VORN_HOST_HOOKS_H */

@@ -13,7 +13,17 @@
 VORN_BEGIN_DECLS
 
 /* ---- Entry points exported by a plug-in module (*.vpl) --------------------
- * Looked up by these exact names. Only VPluginStart is required. */
+ * Looked up by these exact names. Only VPluginStart is required. Define them
+ * with VORN_PLUGIN_ENTRY so that they are exported with C names from C and
+ * C++ alike, even when the module hides everything else:
+ *
+ *     VORN_PLUGIN_ENTRY int VPluginStart(char* name, char* sig, char* desc) { ... }
+ */
+#ifdef __cplusplus
+#define VORN_PLUGIN_ENTRY extern "C" VORN_API
+#else
+#define VORN_PLUGIN_ENTRY VORN_API
+#endif
 
 /* Fills the three 256-byte buffers with name, unique signature and
    description; returns non-zero to start, 0 to refuse. */
@@ -73,6 +83,61 @@ VORN_API void VORNSetErrorCallback(VORNErrorCallback_f callback);
    high]" or the plug-in's own name. Owned by the library; valid until the
    registry changes. */
 VORN_API const char* VORNDebugGetCurrentPluginName(void);
+
+/* ---- Lifecycle ------------------------------------------------------------ */
+
+/* Enables plug-in id (calling its VPluginEnable) and hands it any results that
+   waited while it was disabled. Returns 1 if it is enabled on return, 0 if it
+   refused or id is not a plug-in (the host, id 0, is never enabled here). */
+VORN_API int VORNEnablePlugin(VORNPluginID id);
+
+/* Disables plug-in id: its focus, camera and aircraft are released, then its
+   VPluginDisable runs. Ignored for the host, unknown ids and disabled plug-ins. */
+VORN_API void VORNDisablePlugin(VORNPluginID id);
+
+/* Asks for a full reload of every plug-in. The reload runs later, after the
+   current flight-loop pass, so a plug-in may call this from any callback. */
+VORN_API void VORNReloadPlugins(void);
+
+/* ---- Messages ------------------------------------------------------------ */
+
+/* Sends message with param to plug-in target, or to every plug-in (the host
+   included) when target is -1. Disabled plug-ins and unknown ids get
+   nothing. The receiver sees the caller's id as sender. */
+VORN_API void VORNSendMessageToPlugin(VORNPluginID target, int message, void* param);
+
+/* Messages relayed from host events, sent by the host (id 0). */
+#define VORN_MSG_PLANE_CRASHED 101
+#define VORN_MSG_PLANE_LOADED 102
+#define VORN_MSG_AIRPORT_LOADED 103
+#define VORN_MSG_SCENERY_LOADED 104
+#define VORN_MSG_AIRPLANE_COUNT_CHANGED 105
+#define VORN_MSG_PLANE_UNLOADED 106
+#define VORN_MSG_WILL_WRITE_PREFS 107
+#define VORN_MSG_LIVERY_LOADED 108
+
+/* ---- Features -------------------------------------------------------------- */
+
+/* Features a plug-in can switch for itself. */
+#define VORN_FEATURE_WANTS_REFLECTIONS "VORN_WANTS_REFLECTIONS"
+#define VORN_FEATURE_USE_NATIVE_PATHS "VORN_USE_NATIVE_PATHS"
+
+/* 1 if this library knows the feature name, else 0. */
+VORN_API int VORNHasFeature(const char* feature);
+
+/* The calling plug-in's state of the feature (0 = off). An unknown name
+   returns 0 and reports "Illegal feature name passed to VORNEnableFeature". */
+VORN_API int VORNIsFeatureEnabled(const char* feature);
+
+/* Stores enable (unchanged, not reduced to 0/1) as the calling plug-in's
+   state of the feature; an unknown name is reported as above. */
+VORN_API void VORNEnableFeature(const char* feature, int enable);
+
+/* Called once per known feature, whatever its state. */
+typedef void (*VORNFeatureEnumerator_f)(const char* feature, void* refcon);
+
+/* Calls enumerator(name, refcon) for every known feature, in a fixed order. */
+VORN_API void VORNEnumerateFeatures(VORNFeatureEnumerator_f enumerator, void* refcon);
 
 VORN_END_DECLS
 

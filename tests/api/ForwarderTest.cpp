@@ -87,7 +87,7 @@ TEST_F(ForwarderTest, NavigationCallsReachTheirSlots)
                       name, region);
     EXPECT_EQ(OnlyCall(), "GetNavAidInfo(" +
                               FmtArgs(5, &ints[0], &floats[0], &floats[1], &floats[2], &ints[1],
-                                      &floats[3], id, name, region) +
+                                      &floats[3], (void*)id, (void*)name, (void*)region) +
                               ")");
     host->intResult = 12;
     EXPECT_EQ(VORNCountFMSEntries(), 12);
@@ -102,7 +102,7 @@ TEST_F(ForwarderTest, NavigationCallsReachTheirSlots)
     EXPECT_EQ(OnlyCall(), "SetDestinationFMSEntry(4)");
     VORNGetFMSEntryInfo(2, &ints[0], id, &ints[1], &ints[2], &floats[0], &floats[1]);
     EXPECT_EQ(OnlyCall(), "GetFMSEntryInfo(" +
-                              FmtArgs(2, &ints[0], id, &ints[1], &ints[2], &floats[0], &floats[1]) +
+                              FmtArgs(2, &ints[0], (void*)id, &ints[1], &ints[2], &floats[0], &floats[1]) +
                               ")");
     VORNSetFMSEntryInfo(1, 900, 12000);
     EXPECT_EQ(OnlyCall(), "SetFMSEntryInfo(1, 900, 12000)");

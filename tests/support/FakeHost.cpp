@@ -24,6 +24,12 @@ void Rec(const char* name, Args... args)
     H().Record(name, FmtArgs(args...));
 }
 
+// Output buffers are recorded by address: their contents are not text yet.
+void* Out(char* buffer)
+{
+    return buffer;
+}
+
 void* Ptr(VORNHostObjectLoaded_f f)
 {
     return reinterpret_cast<void*>(f);
@@ -99,7 +105,7 @@ void DrawAircraft(int i, float x, float y, float z, float p, float r, float h, i
 void SetAircraftModel(int i, const char* path, const char* file) { Rec("SetAircraftModel", i, path, file); }
 void GetNthAircraftModel(int i, char* path, char* file)
 {
-    Rec("GetNthAircraftModel", i, path, file);
+    Rec("GetNthAircraftModel", i, Out(path), Out(file));
     std::snprintf(path, 256, "%s", H().aircraftPath.c_str());
     std::snprintf(file, 256, "%s", H().aircraftFileName.c_str());
 }
@@ -122,12 +128,12 @@ void CommandButton(const int* buttons, int release, int repeat)
 }
 void GetSystemPath(char* out)
 {
-    Rec("GetSystemPath", out);
+    Rec("GetSystemPath", Out(out));
     std::snprintf(out, 512, "%s", H().systemPath.c_str());
 }
 void GetPrefsPath(char* out)
 {
-    Rec("GetPrefsPath", out);
+    Rec("GetPrefsPath", Out(out));
     std::snprintf(out, 512, "%s", H().prefsPath.c_str());
 }
 void GetVersions(int* sim, int* host)
@@ -199,7 +205,7 @@ VORNNavRef FindNavAid(const char* name, const char* id, float* lat, float* lon, 
 void GetNavAidInfo(VORNNavRef ref, VORNNavType* type, float* lat, float* lon, float* height,
                    int* freq, float* heading, char* id, char* name, char* reg)
 {
-    Rec("GetNavAidInfo", ref, type, lat, lon, height, freq, heading, id, name, reg);
+    Rec("GetNavAidInfo", ref, type, lat, lon, height, freq, heading, Out(id), Out(name), Out(reg));
 }
 int CountFMSEntries()
 {
@@ -221,7 +227,7 @@ void SetDestinationFMSEntry(int i) { Rec("SetDestinationFMSEntry", i); }
 void GetFMSEntryInfo(int i, VORNNavType* type, char* id, VORNNavRef* ref, int* alt, float* lat,
                      float* lon)
 {
-    Rec("GetFMSEntryInfo", i, type, id, ref, alt, lat, lon);
+    Rec("GetFMSEntryInfo", i, type, Out(id), ref, alt, lat, lon);
 }
 void SetFMSEntryInfo(int i, VORNNavRef ref, int alt) { Rec("SetFMSEntryInfo", i, ref, alt); }
 void SetFMSEntryLatLon(int i, float lat, float lon, int alt) { Rec("SetFMSEntryLatLon", i, lat, lon, alt); }

@@ -6,6 +6,7 @@
 #include "FakeHost.h"
 #include "TempDir.h"
 #include "VORN/VORNHostHooks.h"
+#include "VORN/VORNPlugin.h"
 
 #include <gtest/gtest.h>
 

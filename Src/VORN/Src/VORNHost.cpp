@@ -9,8 +9,11 @@
 #include "VORNLoaderInternal.h"
 #include "VORNUtilitiesInternal.h"
 
+#include "VORNDLLUtils.h"
+
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 VORNHostHooks* gHooks = nullptr;
 void* gSelf = nullptr;
@@ -57,27 +60,138 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
     PublishBuildString();
-    (void)systemPath;
-    VORNNoThrow([&] { VORNRegisterHostPlugin(); });
+    VORNNoThrow([&] {
+        VORNFindAndLoadPlugins(systemPath);
+        VORNEnableAllPlugins();
+    });
     return kInterfaceVersion;
 }
 
 VORN_EXPORT void VORNShutdownPlugins(void)
 {
-    VORNNoThrow([&] { VORNClearPluginRegistry(); });
+    VORNNoThrow([&] {
+        VORNDisableAllPlugins();
+        VORNUnloadPlugins();
+    });
 }
+
+namespace {
+
+// Relays a host event to every enabled plug-in, with the host as sender.
+void BroadcastFromHost(int message, void* param)
+{
+    StDispatchCallback asHost(VORN_HOST_PLUGIN_ID);
+    VORNSendMessageToPlugin(VORN_NO_PLUGIN_ID, message, param);
+}
+
+// The user's aircraft was loaded: bring in the plug-ins that come with it.
+void LoadUserAircraftPlugins()
+{
+    const std::string folder = VORNUserAircraftFolder();
+    if (folder.empty())
+        return;
+    char buffer[512];
+    strcpytrunc(buffer, folder, sizeof buffer);
+    VORNFindAndLoadAcfPlugins(buffer);
+    VORNEnableACFPlugins();
+}
+
+int HandleEvent(int event, void* param, float elapsed)
+{
+    switch (event) {
+    case 0:  // a simulation step: held buttons, then phase-0 flight loops
+        VORNDoRepeatedButtons();
+        VORNRunScheduledReload();
+        return 1;
+    case 10:  // phase-1 flight loops
+        VORNRunScheduledReload();
+        return 1;
+    case 2:
+        BroadcastFromHost(VORN_MSG_PLANE_CRASHED, nullptr);
+        return 1;
+    case 3:  // an aircraft was loaded; null param: the user's own
+        BroadcastFromHost(VORN_MSG_PLANE_LOADED, param);
+        if (param == nullptr)
+            LoadUserAircraftPlugins();
+        return 1;
+    case 4:
+        BroadcastFromHost(VORN_MSG_AIRPORT_LOADED, nullptr);
+        return 1;
+    case 6:
+        BroadcastFromHost(VORN_MSG_SCENERY_LOADED, nullptr);
+        return 1;
+    case 7:
+        BroadcastFromHost(VORN_MSG_AIRPLANE_COUNT_CHANGED, nullptr);
+        return 1;
+    case 8:  // an aircraft was unloaded; null param: the user's own
+        BroadcastFromHost(VORN_MSG_PLANE_UNLOADED, param);
+        if (param == nullptr) {
+            VORNDisableACFPlugins();
+            VORNUnloadAcfPlugin();
+        }
+        return 1;
+    case 11:
+        BroadcastFromHost(VORN_MSG_WILL_WRITE_PREFS, nullptr);
+        return 1;
+    case 12:  // a scenery package was added; param is its folder
+        if (param != nullptr)
+            VORNFindAndLoadSceneryPlugins(static_cast<const char*>(param));
+        return 1;
+    case 13:
+        BroadcastFromHost(VORN_MSG_LIVERY_LOADED, param);
+        return 1;
+    default:  // 5, and codes outside 0..13
+        (void)elapsed;
+        return 1;
+    }
+}
+
+}  // namespace
 
 VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
 {
-    (void)param;
-    (void)elapsed;
-    return VORNNoThrow(1, [&] {
-        switch (event) {
-        case 0:  // a simulation step: held buttons, then phase-0 flight loops
-            VORNDoRepeatedButtons();
-            return 1;
-        default:  // codes outside 0..13, and events with nothing to do
-            return 1;
-        }
-    });
+    return VORNNoThrow(1, [&] { return HandleEvent(event, param, elapsed); });
+}
+
+// ---- Diagnostics -------------------------------------------------------------
+
+VORNUnloadObserver_f gUnloadObserver = nullptr;
+
+namespace {
+
+// Counts what plug-in id owns in every subsystem.
+VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
+{
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    (void)id;
+    inventory.errors = record.errorCount;
+    strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
+    return inventory;
+}
+
+}  // namespace
+
+void VORNNotifyUnloadObserver(int id)
+{
+    const PluginRecord* record = VORNPluginRecordFor(id);
+    if (gUnloadObserver == nullptr || record == nullptr)
+        return;
+    const VORNPluginInventory leftover = TakeInventory(*record, id);
+    gUnloadObserver(id, &leftover);
+}
+
+VORN_EXPORT int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out)
+{
+    const PluginRecord* record = VORNPluginRecordFor(id);
+    if (record == nullptr || out == nullptr ||
+        out->structSize != static_cast<int32_t>(sizeof(VORNPluginInventory)))
+        return 0;
+    *out = TakeInventory(*record, id);
+    return 1;
+}
+
+VORN_EXPORT void VORNSetUnloadObserver(VORNUnloadObserver_f observer)
+{
+    gUnloadObserver = observer;
 }

@@ -52,7 +52,10 @@ struct PluginRecord {
     VPluginDisable_f disable = nullptr;
     VPluginReceiveMessage_f receive = nullptr;
     VORNErrorCallback_f errorCallback = nullptr;
+    int errorCount = 0;     // misuse reports addressed to this plug-in
+    std::string lastError;  // the latest of them
     bool enabled = false;
+    bool unloaded = false;  // stopped and closed; the record only keeps its id
     int32_t features[kFeatureCount] = {0, 0};
     VORNDeliveryHead inFlight;  // async work still running
     VORNDeliveryHead pending;   // finished, waiting for the plug-in to be enabled
@@ -113,6 +116,81 @@ void VORNClearPluginRegistry();
 // fixed fan-out order, under the caller's dispatch.
 void VORNRunDisableHooks(int id);
 void VORNRunCleanupHooks(int id);
+
+// ---- Discovery and loading ------------------------------------------------
+// Registers the host as id 0 and loads every plug-in below
+// systemPath + "Resources/plugins", in the fixed order that decides the ids.
+void VORNFindAndLoadPlugins(const char* systemPath);
+// Loads and starts one module; returns its new id or -1. verbose governs only
+// the message for a module that cannot be opened.
+int LoadOnePlugin(const std::string& path, int verbose);
+// Loads folder/64/lin.vpl, or else folder/lin.vpl; returns the id or -1.
+int LoadFatPlugin(const std::string& folder);
+
+// ---- Lifecycle ----------------------------------------------------------------
+extern std::vector<int> gCurrentAircraftPluginIDS;
+extern VORNDeliveryHead orphaned;
+extern bool gScheduleReload;
+
+void VORNEnableAllPlugins();
+void VORNDisableAllPlugins();
+void VORNEnableACFPlugins();
+void VORNDisableACFPlugins();
+// Stops plug-in id and removes everything it owned; the record stays.
+void UnloadOnePlugin(int id);
+// Unloads every plug-in and empties the registry.
+void VORNUnloadPlugins();
+// Carries out a full reload now.
+void VORNReloadPluginsInternal();
+// Carries out a reload that a plug-in asked for, if any. Run when no plug-in
+// code is on the stack (the end of a flight-loop pass).
+void VORNRunScheduledReload();
+
+// ---- Aircraft and scenery plug-ins ----------------------------------------------
+// The folder of the user's aircraft: the model path the host reports for
+// aircraft 0, up to its last '/'; empty when the path has none.
+std::string VORNUserAircraftFolder();
+void VORNFindAndLoadAcfPlugins(const char* aircraftFolder);
+void VORNFindAndLoadSceneryPlugins(const char* packageFolder);
+void VORNUnloadAcfPlugin();
+
+// ---- Features and deliveries ------------------------------------------------------
+// Plug-in id's state of feature index feature, 0 when either is out of range.
+int VORNHasFeatureInternal(int id, int feature);
+// Puts delivery on its owner's in-flight list (reports an invalid owner).
+void VORNQueueDelivery(VORNDelivery* delivery);
+// The delivery's work is done: hand it over now, park it until its owner is
+// enabled, or tell it that its owner is gone.
+void VORNSendDelivery(VORNDelivery* delivery);
+
+// ---- Calling plug-in code -------------------------------------------------------
+// Logs that the dispatched plug-in let an exception out of a callback.
+void VORNReportPluginException();
+
+// Runs plug-in code (a callback of the dispatched plug-in). An exception it
+// throws stops here: one warning naming the plug-in is logged and the call
+// counts as having returned fallback, so lists, iteration depths and the
+// dispatched plug-in stay exactly as they were.
+template <typename R, typename F>
+inline R VORNCallPluginCode(R fallback, F&& call) noexcept
+{
+    try {
+        return call();
+    } catch (...) {
+        VORNReportPluginException();
+        return fallback;
+    }
+}
+
+template <typename F>
+inline void VORNCallPluginCode(F&& call) noexcept
+{
+    try {
+        call();
+    } catch (...) {
+        VORNReportPluginException();
+    }
+}
 
 // Same text as VORNDebugGetCurrentPluginName, for the library's own use.
 const char* DebugCurrentPluginName();

@@ -1,0 +1,97 @@
+/* A plug-in whose identity and answers come from a text file beside it:
+   "<module path>.cfg" with lines key=value (name, signature, description,
+   start, enable, send_on_message). Copies of the one module at several
+   paths act as several different plug-ins. Every entry point logs
+   "<name:what id=N>" through the real API so that tests can follow the
+   order of events. */
+#define _GNU_SOURCE
+#include "VORN/VORNPlugin.h"
+#include "VORN/VORNUtilities.h"
+
+#include <dlfcn.h>
+#include <stdio.h>
+#include <string.h>
+
+static char gName[256] = "Scripted";
+static char gSignature[256] = "";
+static char gDescription[256] = "Scripted test plug-in";
+static int gStartResult = 1;
+static int gEnableResult = 1;
+static int gSendOnMessage = 0; /* message to broadcast when one arrives */
+
+static void Say(const char* what)
+{
+    char line[600];
+    snprintf(line, sizeof line, "<%s:%s id=%d>", gName, what, VORNGetMyID());
+    VORNDebugString(line);
+}
+
+static void Configure(void)
+{
+    Dl_info info;
+    char path[1200];
+    char line[600];
+    FILE* file;
+    if (dladdr((void*)&Configure, &info) == 0 || info.dli_fname == NULL)
+        return;
+    snprintf(gSignature, sizeof gSignature, "scripted:%s", info.dli_fname);
+    snprintf(path, sizeof path, "%s.cfg", info.dli_fname);
+    file = fopen(path, "r");
+    if (file == NULL)
+        return;
+    while (fgets(line, sizeof line, file) != NULL) {
+        char* value = strchr(line, '=');
+        if (value == NULL)
+            continue;
+        *value++ = '\0';
+        value[strcspn(value, "\r\n")] = '\0';
+        if (strcmp(line, "name") == 0)
+            snprintf(gName, sizeof gName, "%s", value);
+        else if (strcmp(line, "signature") == 0)
+            snprintf(gSignature, sizeof gSignature, "%s", value);
+        else if (strcmp(line, "description") == 0)
+            snprintf(gDescription, sizeof gDescription, "%s", value);
+        else if (strcmp(line, "start") == 0)
+            sscanf(value, "%d", &gStartResult);
+        else if (strcmp(line, "enable") == 0)
+            sscanf(value, "%d", &gEnableResult);
+        else if (strcmp(line, "send_on_message") == 0)
+            sscanf(value, "%d", &gSendOnMessage);
+    }
+    fclose(file);
+}
+
+VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescription)
+{
+    Configure();
+    strcpy(outName, gName);
+    strcpy(outSignature, gSignature);
+    strcpy(outDescription, gDescription);
+    Say("start");
+    return gStartResult;
+}
+
+VORN_API void VPluginStop(void)
+{
+    Say("stop");
+}
+
+VORN_API int VPluginEnable(void)
+{
+    Say("enable");
+    return gEnableResult;
+}
+
+VORN_API void VPluginDisable(void)
+{
+    Say(VORNIsPluginEnabled(VORNGetMyID()) ? "disable while enabled" : "disable");
+}
+
+VORN_API void VPluginReceiveMessage(VORNPluginID from, int message, void* param)
+{
+    char what[128];
+    snprintf(what, sizeof what, "msg %d from %d param %s", message, from, param ? "set" : "null");
+    Say(what);
+    if (gSendOnMessage != 0 && message != gSendOnMessage)
+        VORNSendMessageToPlugin(-1, gSendOnMessage, NULL);
+}
