@@ -113,9 +113,13 @@ VORNData_t* RegisterDataRef(const char* name, const VORNData_t& accessors)
         record = NewRecord();
         gDataRefs.emplace(name, record);
     }
-    // A revived orphan keeps nothing of its former owner.
-    *record = accessors;
+    // The name is set first: if that fails the record is still an orphan.
+    // After it nothing allocates, and a revived orphan keeps nothing of its
+    // former owner.
     record->name = name;
+    std::string kept = std::move(record->name);
+    *record = accessors;
+    record->name = std::move(kept);
     record->owner = VORNGetDispatchedPlugin();
     return record;
 }
