@@ -110,6 +110,14 @@ TEST_F(DataRefApiTest, KeptHandleIsServedByTheNextPluginThatPublishesTheName)
     InstallPlugin("data_user", "b.vpl");
     Start();
     ASSERT_EQ(Names(), (std::vector<std::string>{"Taravel", "a", "b"}));
+    VORNPluginInventory a{}, b{};
+    a.structSize = b.structSize = sizeof(VORNPluginInventory);
+    ASSERT_EQ(VORNGetPluginInventory(1, &a), 1);
+    ASSERT_EQ(VORNGetPluginInventory(2, &b), 1);
+    EXPECT_EQ(a.dataRefs, 1);
+    EXPECT_EQ(b.dataRefs, 0) << "its registration failed";
+    EXPECT_EQ(a.sharedData, 1);
+    EXPECT_EQ(b.sharedData, 1);
     EXPECT_THAT(PluginLines(),
                 ElementsAre(Line("b", "Dataref is already registered by someone else.", 2)));
     VORNDataRef counter = Find("counter");

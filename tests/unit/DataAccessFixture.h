@@ -44,18 +44,38 @@ inline void Note(void* refcon, const char* callback, const std::string& args = "
                          (args.empty() ? "" : "(" + args + ")"));
 }
 
+// Each accessor logs its call, then serves or stores the cell's value.
 inline int ReadInt(void* r) { return Note(r, "readInt"), Of(r).i; }
 inline void WriteInt(void* r, int v) { Note(r, "writeInt", Fmt(v)), Of(r).i = v; }
 inline float ReadFloat(void* r) { return Note(r, "readFloat"), Of(r).f; }
 inline void WriteFloat(void* r, float v) { Note(r, "writeFloat", Fmt(v)), Of(r).f = v; }
 inline double ReadDouble(void* r) { return Note(r, "readDouble"), Of(r).d; }
 inline void WriteDouble(void* r, double v) { Note(r, "writeDouble", Fmt(v)), Of(r).d = v; }
-inline int ReadIntArray(void* r, int* v, int o, int m) { return Note(r, "readIntArray", FmtArgs(v, o, m)), 3; }
-inline void WriteIntArray(void* r, int* v, int o, int c) { Note(r, "writeIntArray", FmtArgs(v, o, c)); }
-inline int ReadFloatArray(void* r, float* v, int o, int m) { return Note(r, "readFloatArray", FmtArgs(v, o, m)), 4; }
-inline void WriteFloatArray(void* r, float* v, int o, int c) { Note(r, "writeFloatArray", FmtArgs(v, o, c)); }
-inline int ReadData(void* r, void* v, int o, int m) { return Note(r, "readData", FmtArgs(v, o, m)), 5; }
-inline void WriteData(void* r, void* v, int o, int c) { Note(r, "writeData", FmtArgs(v, o, c)); }
+// The array readers answer 3, 4 and 5 elements, to tell them apart.
+inline int ReadIntArray(void* r, int* v, int o, int m)
+{
+    return Note(r, "readIntArray", FmtArgs(v, o, m)), 3;
+}
+inline void WriteIntArray(void* r, int* v, int o, int c)
+{
+    Note(r, "writeIntArray", FmtArgs(v, o, c));
+}
+inline int ReadFloatArray(void* r, float* v, int o, int m)
+{
+    return Note(r, "readFloatArray", FmtArgs(v, o, m)), 4;
+}
+inline void WriteFloatArray(void* r, float* v, int o, int c)
+{
+    Note(r, "writeFloatArray", FmtArgs(v, o, c));
+}
+inline int ReadData(void* r, void* v, int o, int m)
+{
+    return Note(r, "readData", FmtArgs(v, o, m)), 5;
+}
+inline void WriteData(void* r, void* v, int o, int c)
+{
+    Note(r, "writeData", FmtArgs(v, o, c));
+}
 
 class DataAccessTest : public LibraryTest {
 protected:

@@ -94,9 +94,10 @@ TEST_F(SharedDataTest, ItemIsAWritableDataRefOwnedByTheHost)
 TEST_F(SharedDataTest, NullCallbackSharesButCannotUnshare)
 {
     const std::string name = Name("x");
-    EXPECT_EQ(As(owner, [&] { return VORNShareData(name.c_str(), VORN_DATA_INT, nullptr, nullptr); }), 1);
+    StDispatchCallback asOwner(owner);
+    EXPECT_EQ(VORNShareData(name.c_str(), VORN_DATA_INT, nullptr, nullptr), 1);
     EXPECT_NE(VORNFindDataRef(name.c_str()), nullptr);
-    EXPECT_EQ(As(owner, [&] { return VORNUnshareData(name.c_str(), VORN_DATA_INT, nullptr, nullptr); }), 0);
+    EXPECT_EQ(VORNUnshareData(name.c_str(), VORN_DATA_INT, nullptr, nullptr), 0);
 }
 
 TEST_F(SharedDataTest, NullNameIsRefused)
@@ -332,7 +333,9 @@ TEST_F(SharedDataTest, SubscriberUnsharingItselfDuringNotificationSkipsNobody)
 {
     const std::string name = Name("x");
     Listener a{"a"}, c{"c"};
-    Listener b{"b", [&] { EXPECT_EQ(VORNUnshareData(name.c_str(), VORN_DATA_INT, Changed, &b), 1); }};
+    Listener b{"b", [&] {
+                   EXPECT_EQ(VORNUnshareData(name.c_str(), VORN_DATA_INT, Changed, &b), 1);
+               }};
     Share(owner, name, VORN_DATA_INT, &a);
     Share(reader, name, VORN_DATA_INT, &b);
     Share(other, name, VORN_DATA_INT, &c);

@@ -147,6 +147,12 @@ VORNSharedDataRecord* FindShared(std::string_view name)
     return nullptr;
 }
 
+// Matches the subscriptions of plug-in id.
+auto SubscribedBy(int id)
+{
+    return [id](const VORNSharedDataSubscriber& s) { return s.plugin == id; };
+}
+
 // Calls every subscriber in order, each in its own plug-in's dispatch. A
 // callback may unshare, share or write the item again (recursively): the pass
 // resumes after the last serial it called, so removed entries are skipped,
@@ -441,10 +447,24 @@ void VORNDataRefsCleanupHook(int id)
     }
     for (auto& item : gSharedData) {
         auto& list = item->subscribers;
-        list.erase(std::remove_if(list.begin(), list.end(),
-                                  [id](const VORNSharedDataSubscriber& s) { return s.plugin == id; }),
-                   list.end());
+        list.erase(std::remove_if(list.begin(), list.end(), SubscribedBy(id)), list.end());
     }
+}
+
+int VORNCountDataRefsOwnedBy(int id)
+{
+    auto ownedBy = [id](const auto& entry) { return entry.second->owner == id; };
+    return static_cast<int>(std::count_if(gDataRefs.begin(), gDataRefs.end(), ownedBy));
+}
+
+int VORNCountSharedSubscriptionsOf(int id)
+{
+    int count = 0;
+    for (const auto& item : gSharedData) {
+        const auto& list = item->subscribers;
+        count += static_cast<int>(std::count_if(list.begin(), list.end(), SubscribedBy(id)));
+    }
+    return count;
 }
 
 // ---- Shared data -----------------------------------------------------------------------------

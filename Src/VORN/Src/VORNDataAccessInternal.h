@@ -74,6 +74,11 @@ struct VORNSharedDataRecord {
 // pointers to them as refcons.
 extern std::vector<std::unique_ptr<VORNSharedDataRecord>> gSharedData;
 
+// What plug-in id holds now: the data refs it publishes and its shared-data
+// subscriptions. For diagnostics.
+int VORNCountDataRefsOwnedBy(int id);
+int VORNCountSharedSubscriptionsOf(int id);
+
 // Withdraws every data ref plug-in id published and drops its shared-data
 // subscriptions; called by the loader when the plug-in is unloaded.
 void VORNDataRefsCleanupHook(int id);

@@ -4,7 +4,7 @@
 
 #include "VORNHostInternal.h"
 
-#include "VORN/VORNDataAccess.h"
+#include "VORNDataAccessInternal.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
 #include "VORNUtilitiesInternal.h"
@@ -164,7 +164,8 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
 {
     VORNPluginInventory inventory{};
     inventory.structSize = sizeof inventory;
-    (void)id;
+    inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
+    inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
     inventory.errors = record.errorCount;
     strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
     return inventory;
