@@ -74,10 +74,10 @@ auto ReadThrough(const VORNData_t* ref, Callback VORNData_t::*family, Args... ar
     const Callback read = ref->*family;
     if (read == nullptr)
         return Result();
-    return VORNNoThrow(Result(), [&] {
-        StDispatchCallback guard(ref->owner);
-        return guard.valid ? read(ref->readRefcon, args...) : Result();
-    });
+    StDispatchCallback guard(ref->owner);
+    if (!guard.valid)
+        return Result();
+    return VORNCallPluginCode(Result(), [&] { return read(ref->readRefcon, args...); });
 }
 
 template <typename Callback, typename... Args>
@@ -88,11 +88,9 @@ void WriteThrough(const VORNData_t* ref, Callback VORNData_t::*family, Args... a
     const Callback write = ref->*family;
     if (write == nullptr)
         return;
-    VORNNoThrow([&] {
-        StDispatchCallback guard(ref->owner);
-        if (guard.valid)
-            write(ref->writeRefcon, args...);
-    });
+    StDispatchCallback guard(ref->owner);
+    if (guard.valid)
+        VORNCallPluginCode([&] { write(ref->writeRefcon, args...); });
 }
 
 // ---- Registration ---------------------------------------------------------------
@@ -172,7 +170,7 @@ void NotifySubscribers(VORNSharedDataRecord* item)
         last = subscriber.serial;
         StDispatchCallback guard(subscriber.plugin);
         if (guard.valid)
-            subscriber.callback(subscriber.refcon);
+            VORNCallPluginCode([&] { subscriber.callback(subscriber.refcon); });
     }
 }
 
