@@ -1,4 +1,5 @@
 /* Every public header, included together, must compile as strict C99. */
+#include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"

@@ -1,5 +1,6 @@
 // Every public header, included together, must compile as C++; the API
 // forwarders must have exactly the signatures of the host slots they use.
+#include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"

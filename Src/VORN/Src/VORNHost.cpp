@@ -4,6 +4,7 @@
 
 #include "VORNHostInternal.h"
 
+#include "VORNDataAccessInternal.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
 #include "VORNMenusInternal.h"
@@ -22,6 +23,18 @@ char gDirSeparator[2] = {'/', '\0'};
 namespace {
 
 const int kInterfaceVersion = 19;
+const char kBuildStringDataRef[] = "sim/version/vorn_build_string";
+
+// Tells the host which library build it runs, if it published the data ref
+// for it; the terminating zero is written too.
+void PublishBuildString()
+{
+    char text[256];
+    VORNFormatBuildString(text, sizeof text);
+    VORNDataRef ref = VORNFindDataRef(kBuildStringDataRef);
+    if (ref != nullptr)
+        VORNSetDatab(ref, text, 0, static_cast<int>(std::strlen(text)) + 1);
+}
 
 }  // namespace
 
@@ -48,6 +61,7 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
     VORNInitMenus();
+    PublishBuildString();
     VORNNoThrow([&] {
         VORNFindAndLoadPlugins(systemPath);
         VORNEnableAllPlugins();
@@ -157,6 +171,8 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
     inventory.structSize = sizeof inventory;
     VORNCountMenuHoldings(id, &inventory.menus, &inventory.menuItems);
     VORNCountCommandHoldings(id, &inventory.commandHandlers, &inventory.heldCommands);
+    inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
+    inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
     inventory.errors = record.errorCount;
     strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
     return inventory;

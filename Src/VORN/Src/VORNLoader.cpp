@@ -4,6 +4,7 @@
 #include "VORNLoaderInternal.h"
 
 #include "VORNDLLUtils.h"
+#include "VORNDataAccessInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
 #include "VORNMenusInternal.h"
@@ -171,6 +172,7 @@ void VORNRunCleanupHooks(int id)
     // commands, display, flight loops, camera, menus, planes, data refs, scenery
     VORNNoThrow([&] { VORNCommandCleanupHook(id); });
     VORNMenuCleanupHook(id);
+    VORNDataRefsCleanupHook(id);
 }
 
 // ---- Registry ---------------------------------------------------------------
