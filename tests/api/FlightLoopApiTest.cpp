@@ -244,6 +244,29 @@ TEST_F(FlightLoopApiTest, UnloadingRemovesThePluginsLoopsAndAReloadWaitsForTheEn
     EXPECT_THAT(gCalls, IsEmpty()) << "the unloaded plug-ins' loops are gone";
 }
 
+TEST_F(FlightLoopApiTest, TheInventoryCountsLiveLoopsDrawCallbacksAndSniffers)
+{
+    Loop one("one"), two("two");
+    VORNFlightLoopID first = Create(a, one);
+    Create(a, two);
+    Create(b, two);
+    As(a, [&] {
+        VORNDestroyFlightLoop(first);
+        VORNRegisterDrawCallback(DrawNothing, VORN_DRAW_PHASE_5, 1, nullptr);
+        VORNRegisterDrawCallback(DrawNothing, VORN_DRAW_PHASE_5, 0, nullptr);
+        VORNRegisterKeySniffer(nullptr, 0, nullptr);
+    });
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    ASSERT_EQ(VORNGetPluginInventory(a, &inventory), 1);
+    EXPECT_EQ(inventory.flightLoops, 1);
+    EXPECT_EQ(inventory.drawCallbacks, 2);
+    EXPECT_EQ(inventory.keySniffers, 1);
+    ASSERT_EQ(VORNGetPluginInventory(b, &inventory), 1);
+    EXPECT_EQ(inventory.flightLoops, 1);
+    EXPECT_EQ(inventory.drawCallbacks, 0);
+}
+
 TEST_F(FlightLoopApiTest, DrawRegistrationRules)
 {
     int refcon = 0;

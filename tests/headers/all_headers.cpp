@@ -1,9 +1,11 @@
 // Every public header, included together, must compile as C++; the API
 // forwarders must have exactly the signatures of the host slots they use.
+#include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNDisplay.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"
+#include "VORN/VORNMenus.h"
 #include "VORN/VORNNavigation.h"
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNProcessing.h"

@@ -7,6 +7,7 @@
 #include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
 #include "VORNProcessingInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -35,6 +36,8 @@ protected:
         VORNDisplayReset();
         VORNProcessingReset(true);
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gErrors.clear();
     }
@@ -45,6 +48,8 @@ protected:
         VORNDisplayReset();
         VORNProcessingReset(true);
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gHooks = nullptr;
         host.reset();

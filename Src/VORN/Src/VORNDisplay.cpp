@@ -185,6 +185,14 @@ void VORNDisplayCleanupHook(int id)
     KillWhere(gKeyCallbacks, [id](const VORNKeySnifferRecord& r) { return r.owner == id; });
 }
 
+void VORNCountDisplayHoldings(int id, int32_t* outDrawCallbacks, int32_t* outKeySniffers)
+{
+    *outDrawCallbacks =
+        gDrawCallbacks.CountIf([id](const VORNDrawCallbackRecord& r) { return r.owner == id; });
+    *outKeySniffers =
+        gKeyCallbacks.CountIf([id](const VORNKeySnifferRecord& r) { return r.owner == id; });
+}
+
 void VORNDisplayReset()
 {
     KillWhere(gDrawCallbacks, [](const VORNDrawCallbackRecord&) { return true; });

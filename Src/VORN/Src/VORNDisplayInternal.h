@@ -36,6 +36,9 @@ int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag);
 // soon as one consumes it, else 1.
 int VORNDispatchKeySniffers(char key, int flags, char virtualKey, bool beforeWindows);
 
+// Counts the live draw callbacks and key sniffers plug-in id registered.
+void VORNCountDisplayHoldings(int id, int32_t* outDrawCallbacks, int32_t* outKeySniffers);
+
 // Removes everything plug-in id registered with the display.
 void VORNDisplayCleanupHook(int id);
 

@@ -4,9 +4,11 @@
 
 #include "VORNHostInternal.h"
 
+#include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
 #include "VORNProcessingInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -23,6 +25,18 @@ char gDirSeparator[2] = {'/', '\0'};
 namespace {
 
 const int kInterfaceVersion = 19;
+const char kBuildStringDataRef[] = "sim/version/vorn_build_string";
+
+// Tells the host which library build it runs, if it published the data ref
+// for it; the terminating zero is written too.
+void PublishBuildString()
+{
+    char text[256];
+    VORNFormatBuildString(text, sizeof text);
+    VORNDataRef ref = VORNFindDataRef(kBuildStringDataRef);
+    if (ref != nullptr)
+        VORNSetDatab(ref, text, 0, static_cast<int>(std::strlen(text)) + 1);
+}
 
 }  // namespace
 
@@ -48,6 +62,8 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
+    VORNInitMenus();
+    PublishBuildString();
     VORNNoThrow([&] {
         VORNFindAndLoadPlugins(systemPath);
         VORNEnableAllPlugins();
@@ -60,7 +76,7 @@ VORN_EXPORT void VORNShutdownPlugins(void)
     VORNNoThrow([&] {
         VORNDisableAllPlugins();
         VORNUnloadPlugins();
-        // What the host itself registered outlives every plug-in.
+        // Left over now: what the host itself (never unloaded) registered.
         VORNDisplayReset();
         VORNProcessingReset(false);
     });
@@ -93,6 +109,9 @@ int HandleEvent(int event, void* param, float elapsed)
     case 0:  // a simulation step: held buttons, then phase-0 flight loops
         VORNDoRepeatedButtons();
         return VORNDoFlightLoopProcessing(elapsed, 0);
+    case 9:  // held commands go on
+        VORNCommandRepeatHook();
+        return 1;
     case 10:  // phase-1 flight loops
         return VORNDoFlightLoopProcessing(elapsed, 10);
     case 2:
@@ -152,7 +171,12 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
 {
     VORNPluginInventory inventory{};
     inventory.structSize = sizeof inventory;
-    (void)id;
+    VORNCountMenuHoldings(id, &inventory.menus, &inventory.menuItems);
+    VORNCountCommandHoldings(id, &inventory.commandHandlers, &inventory.heldCommands);
+    inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
+    inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
+    inventory.flightLoops = VORNCountFlightLoopsOf(id);
+    VORNCountDisplayHoldings(id, &inventory.drawCallbacks, &inventory.keySniffers);
     inventory.errors = record.errorCount;
     strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
     return inventory;
@@ -182,4 +206,26 @@ VORN_EXPORT int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out
 VORN_EXPORT void VORNSetUnloadObserver(VORNUnloadObserver_f observer)
 {
     gUnloadObserver = observer;
+}
+
+// ---- Menu and command forwarders ------------------------------------------------
+
+VORN_EXPORT int VORNMenuHook(int hostItem)
+{
+    return VORNHandleMenuItemPick(hostItem);
+}
+
+VORN_EXPORT int VORNCheckMenuHook(long hostMenu, int position, int* outCheck)
+{
+    return VORNHandleMenuItemCheck(hostMenu, position, outCheck);
+}
+
+VORN_EXPORT int VORNMenuItemEnabled(long hostMenu, int position)
+{
+    return VORNHandleMenuItemEnable(hostMenu, position);
+}
+
+VORN_EXPORT int VORNCommandHook(void* command, int isStart, int isEnd, int before)
+{
+    return VORNNoThrow(1, [&] { return VORNDispatchCommandHook(command, isStart, isEnd, before); });
 }

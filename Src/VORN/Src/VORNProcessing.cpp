@@ -183,6 +183,11 @@ int VORNDoFlightLoopProcessing(float passTime, int phaseSelector)
     return 1;
 }
 
+int32_t VORNCountFlightLoopsOf(int id)
+{
+    return gFlightLoops.CountIf([id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
+}
+
 void VORNProcessingCleanupHook(int id)
 {
     gFlightLoops.KillIf([id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });

@@ -27,6 +27,9 @@ extern int32_t gLastCallNumber;
 // second-phase ones. Then carries out a reload a plug-in asked for. Returns 1.
 int VORNDoFlightLoopProcessing(float passTime, int phaseSelector);
 
+// Counts the live flight loops of plug-in id.
+int32_t VORNCountFlightLoopsOf(int id);
+
 // Removes every flight loop of plug-in id.
 void VORNProcessingCleanupHook(int id);
 

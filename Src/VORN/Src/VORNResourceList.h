@@ -118,6 +118,16 @@ public:
         EndIterate();
     }
 
+    // Live records for which pred(record) holds.
+    template <typename Pred>
+    int32_t CountIf(Pred pred)
+    {
+        int32_t count = 0;
+        for (T* node = First(); node != nullptr; node = Next(node))
+            count += (!node->dead && pred(*node)) ? 1 : 0;
+        return count;
+    }
+
     int32_t Depth() const { return mDepth; }
     bool PurgePending() const { return mPurgePending; }
 
