@@ -324,8 +324,10 @@ void VORNMenuCleanupHook(int plugin)
 {
     for (auto menu = gMenus.begin(); menu != gMenus.end();) {
         if ((*menu)->owner == plugin && menu->get() != gPluginMenu) {
-            // The whole menu goes; the host drops its items with it.
-            gHooks->DestroyMenu((*menu)->hostMenu);
+            // The whole menu goes; the host drops its items with it. A host
+            // whose table stops short of the DestroyMenu slot cannot be told.
+            if (VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
+                gHooks->DestroyMenu((*menu)->hostMenu);
             menu = gMenus.erase(menu);
         } else {
             ++menu;
