@@ -176,7 +176,7 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
     inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
     inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
     inventory.flightLoops = VORNCountFlightLoopsOf(id);
-    VORNCountDisplayHoldings(id, &inventory.drawCallbacks, &inventory.keySniffers);
+    VORNCountDisplayHoldings(id, &inventory);
     inventory.errors = record.errorCount;
     strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
     return inventory;
@@ -228,4 +228,31 @@ VORN_EXPORT int VORNMenuItemEnabled(long hostMenu, int position)
 VORN_EXPORT int VORNCommandHook(void* command, int isStart, int isEnd, int before)
 {
     return VORNNoThrow(1, [&] { return VORNDispatchCommandHook(command, isStart, isEnd, before); });
+}
+
+// ---- Display forwarders -----------------------------------------------------------
+
+VORN_EXPORT int VORNDoDrawingHook(int step, int reflectionFlag)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayDoDrawingHook(step, reflectionFlag); });
+}
+
+VORN_EXPORT int VORNMouseClickHook(int x, int y, int isDown)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayMouseClickHook(x, y, isDown != 0 ? 1 : 3); });
+}
+
+VORN_EXPORT int VORNKeyPressHook(char key, int flags, char virtualKey, int stage)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayKeyPressHook(key, flags, virtualKey, stage); });
+}
+
+VORN_EXPORT int VORNCursorHook(int x, int y)
+{
+    return VORNNoThrow(0, [&] { return VORNDisplayCursorHook(x, y); });
+}
+
+VORN_EXPORT int VORNScrollWheelHook(int x, int y, int wheel, int clicks)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayScrollWheelHook(x, y, wheel, clicks); });
 }

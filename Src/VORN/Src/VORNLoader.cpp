@@ -166,7 +166,7 @@ std::vector<int> LoadPluginSubfolders(const std::string& pluginFolder)
 void VORNRunDisableHooks(int id)
 {
     // display, camera, planes
-    (void)id;
+    VORNDisplayDisableHook(id);
 }
 
 void VORNRunCleanupHooks(int id)
