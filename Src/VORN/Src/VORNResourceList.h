@@ -76,8 +76,9 @@ public:
         mHead = node;
     }
 
-    // Moves a live record to the front (z-order). Running walks do not rely
-    // on the order of live records: they snapshot it (see the window walks).
+    // Moves a live record to the front (window z-order). A walk following
+    // next links could then meet records twice; the window walks therefore
+    // go over a snapshot of the order taken when they begin.
     void MoveToFront(T* node)
     {
         Unlink(node);
