@@ -1,10 +1,13 @@
 /* Every public header, included together, must compile as strict C99. */
+#include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"
 #include "VORN/VORNNavigation.h"
+#include "VORN/VORNPlanes.h"
 #include "VORN/VORNPlugin.h"
+#include "VORN/VORNScenery.h"
 #include "VORN/VORNUtilities.h"
 
 /* A host fills the table by name. */

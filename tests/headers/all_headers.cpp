@@ -1,11 +1,14 @@
 // Every public header, included together, must compile as C++; the API
 // forwarders must have exactly the signatures of the host slots they use.
+#include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"
 #include "VORN/VORNNavigation.h"
+#include "VORN/VORNPlanes.h"
 #include "VORN/VORNPlugin.h"
+#include "VORN/VORNScenery.h"
 #include "VORN/VORNUtilities.h"
 
 #include <type_traits>
@@ -49,6 +52,9 @@ SAME_AS_SLOT(VORNReloadScenery, ReloadScenery);
 SAME_AS_SLOT(VORNGetLanguage, GetLanguage);
 SAME_AS_SLOT(VORNDebugString, DebugString);
 SAME_AS_SLOT(VORNFindSymbol, FindSymbol);
+SAME_AS_SLOT(VORNLookupObjects, LookupObjects);
+SAME_AS_SLOT(VORNDrawAircraft, DrawAircraft);
+SAME_AS_SLOT(VORNPlaceUserAtAirport, PlaceUserAtAirport);
 
 int vorn_header_check_cxx()
 {

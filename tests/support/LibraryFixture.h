@@ -4,8 +4,11 @@
 #define VORN_TEST_LIBRARY_FIXTURE_H
 
 #include "FakeHost.h"
+#include "VORNCameraInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNPlanesInternal.h"
+#include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <gtest/gtest.h>
@@ -30,6 +33,7 @@ protected:
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
         VORNClearPluginRegistry();
+        ResetSubsystems();
         gButtons.clear();
         gDispatchedPlugin = 0;
         gErrors.clear();
@@ -38,10 +42,18 @@ protected:
     void TearDown() override
     {
         VORNClearPluginRegistry();
+        ResetSubsystems();
         gButtons.clear();
         gDispatchedPlugin = 0;
         gHooks = nullptr;
         host.reset();
+    }
+
+    static void ResetSubsystems()
+    {
+        VORNResetScenery();
+        VORNResetPlanes();
+        VORNResetCamera();
     }
 
     // Registers a plug-in record directly (no module) and returns its id.

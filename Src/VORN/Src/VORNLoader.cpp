@@ -3,10 +3,13 @@
 
 #include "VORNLoaderInternal.h"
 
+#include "VORNCameraInternal.h"
 #include "VORNDLLUtils.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
+#include "VORNPlanesInternal.h"
+#include "VORNSceneryInternal.h"
 #include "VORN/VORNUtilities.h"
 
 #include <algorithm>
@@ -162,13 +165,17 @@ std::vector<int> LoadPluginSubfolders(const std::string& pluginFolder)
 void VORNRunDisableHooks(int id)
 {
     // display, camera, planes
-    (void)id;
+    VORNCameraDisableHook(id);
+    VORNPlaneDisableHook(id);
 }
 
 void VORNRunCleanupHooks(int id)
 {
     // commands, display, flight loops, camera, menus, planes, data refs, scenery
+    VORNCameraCleanupHook(id);
+    VORNPlaneCleanupHook(id);
     VORNDataRefsCleanupHook(id);
+    VORNSceneryCleanupHook(id);
 }
 
 // ---- Registry ---------------------------------------------------------------
