@@ -300,6 +300,26 @@ VORN_API int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out);
 typedef void (*VORNUnloadObserver_f)(VORNPluginID id, const VORNPluginInventory* leftover);
 VORN_API void VORNSetUnloadObserver(VORNUnloadObserver_f observer);
 
+/* The user picked the menu item with the host's id hostItem (as returned by
+   AppendMenuItem). Returns 0 when the item is a plug-in's (its handler has
+   run unless the item is disabled), 1 when the host should handle it. */
+VORN_API int VORNMenuHook(int hostItem);
+
+/* Check mark of the item at absolute position in hostMenu: writes -1 (none),
+   0 (unchecked) or 1 (checked) to outCheck and returns 0; returns 1 when the
+   library knows no such item. */
+VORN_API int VORNCheckMenuHook(long hostMenu, int position, int* outCheck);
+
+/* Whether the item at absolute position in hostMenu is enabled (1) or not
+   (0); 1 also when the library knows no such item. Items of a disabled
+   plug-in's menus are disabled. */
+VORN_API int VORNMenuItemEnabled(long hostMenu, int position);
+
+/* A command event: the host calls it with before 1 ahead of its own handling
+   and with before 0 after it. isStart/isEnd give the phase (both 0: held).
+   Returns 0 when a plug-in handler consumed the event, else 1. */
+VORN_API int VORNCommandHook(void* command, int isStart, int isEnd, int before);
+
 VORN_END_DECLS
 
 #endif /* VORN_HOST_HOOKS_H */

@@ -1,5 +1,6 @@
 /* A deliberately careless plug-in for the checker's tests: it misuses the
    API and leaves its registrations behind at unload. */
+#include "VORN/VORNMenus.h"
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNUtilities.h"
 
@@ -22,6 +23,8 @@ VORN_PLUGIN_ENTRY int VPluginStart(char* outName, char* outSignature, char* outD
 VORN_PLUGIN_ENTRY int VPluginEnable(void)
 {
     VORNSaveDataFile(7, "situation.sit"); /* not a data-file kind */
+    /* Created on every enable and never destroyed. */
+    VORNCreateMenu("Faulty", NULL, 0, NULL, NULL);
     return 1;
 }
 

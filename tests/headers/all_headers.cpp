@@ -3,11 +3,14 @@
 #include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
+#include "VORN/VORNDisplay.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"
+#include "VORN/VORNMenus.h"
 #include "VORN/VORNNavigation.h"
 #include "VORN/VORNPlanes.h"
 #include "VORN/VORNPlugin.h"
+#include "VORN/VORNProcessing.h"
 #include "VORN/VORNScenery.h"
 #include "VORN/VORNUtilities.h"
 
@@ -52,6 +55,7 @@ SAME_AS_SLOT(VORNReloadScenery, ReloadScenery);
 SAME_AS_SLOT(VORNGetLanguage, GetLanguage);
 SAME_AS_SLOT(VORNDebugString, DebugString);
 SAME_AS_SLOT(VORNFindSymbol, FindSymbol);
+SAME_AS_SLOT(VORNGetElapsedTime, GetElapsedTime);
 SAME_AS_SLOT(VORNLookupObjects, LookupObjects);
 SAME_AS_SLOT(VORNDrawAircraft, DrawAircraft);
 SAME_AS_SLOT(VORNPlaceUserAtAirport, PlaceUserAtAirport);

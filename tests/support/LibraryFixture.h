@@ -5,9 +5,12 @@
 
 #include "FakeHost.h"
 #include "VORNCameraInternal.h"
+#include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
 #include "VORNPlanesInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -33,8 +36,12 @@ protected:
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
         VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
         ResetSubsystems();
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gErrors.clear();
     }
@@ -42,8 +49,12 @@ protected:
     void TearDown() override
     {
         VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
         ResetSubsystems();
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gHooks = nullptr;
         host.reset();

@@ -6,9 +6,12 @@
 
 #include "VORNCameraInternal.h"
 #include "VORNDataAccessInternal.h"
+#include "VORNDisplayInternal.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
 #include "VORNPlanesInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -62,6 +65,7 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
+    VORNInitMenus();
     PublishBuildString();
     VORNNoThrow([&] {
         VORNFindAndLoadPlugins(systemPath);
@@ -75,6 +79,9 @@ VORN_EXPORT void VORNShutdownPlugins(void)
     VORNNoThrow([&] {
         VORNDisableAllPlugins();
         VORNUnloadPlugins();
+        // Left over now: what the host itself (never unloaded) registered.
+        VORNDisplayReset();
+        VORNProcessingReset(false);
     });
 }
 
@@ -104,11 +111,12 @@ int HandleEvent(int event, void* param, float elapsed)
     switch (event) {
     case 0:  // a simulation step: held buttons, then phase-0 flight loops
         VORNDoRepeatedButtons();
-        VORNRunScheduledReload();
+        return VORNDoFlightLoopProcessing(elapsed, 0);
+    case 9:  // held commands go on
+        VORNCommandRepeatHook();
         return 1;
     case 10:  // phase-1 flight loops
-        VORNRunScheduledReload();
-        return 1;
+        return VORNDoFlightLoopProcessing(elapsed, 10);
     case 1:  // the host changed its view
         VORNReleaseCamera();
         return 1;
@@ -147,7 +155,6 @@ int HandleEvent(int event, void* param, float elapsed)
         BroadcastFromHost(VORN_MSG_LIVERY_LOADED, param);
         return 1;
     default:  // 5, and codes outside 0..13
-        (void)elapsed;
         return 1;
     }
 }
@@ -188,8 +195,12 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
 {
     VORNPluginInventory inventory{};
     inventory.structSize = sizeof inventory;
+    VORNCountMenuHoldings(id, &inventory.menus, &inventory.menuItems);
+    VORNCountCommandHoldings(id, &inventory.commandHandlers, &inventory.heldCommands);
     inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
     inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
+    inventory.flightLoops = VORNCountFlightLoopsOf(id);
+    VORNCountDisplayHoldings(id, &inventory.drawCallbacks, &inventory.keySniffers);
     inventory.probes = VORNCountProbesOwnedBy(id);
     inventory.objects = VORNCountObjectsOwnedBy(id);
     inventory.planes = gOwner == id ? 1 : 0;
@@ -223,4 +234,26 @@ VORN_EXPORT int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out
 VORN_EXPORT void VORNSetUnloadObserver(VORNUnloadObserver_f observer)
 {
     gUnloadObserver = observer;
+}
+
+// ---- Menu and command forwarders ------------------------------------------------
+
+VORN_EXPORT int VORNMenuHook(int hostItem)
+{
+    return VORNHandleMenuItemPick(hostItem);
+}
+
+VORN_EXPORT int VORNCheckMenuHook(long hostMenu, int position, int* outCheck)
+{
+    return VORNHandleMenuItemCheck(hostMenu, position, outCheck);
+}
+
+VORN_EXPORT int VORNMenuItemEnabled(long hostMenu, int position)
+{
+    return VORNHandleMenuItemEnable(hostMenu, position);
+}
+
+VORN_EXPORT int VORNCommandHook(void* command, int isStart, int isEnd, int before)
+{
+    return VORNNoThrow(1, [&] { return VORNDispatchCommandHook(command, isStart, isEnd, before); });
 }

@@ -6,10 +6,14 @@
 #include "VORNCameraInternal.h"
 #include "VORNDLLUtils.h"
 #include "VORNDataAccessInternal.h"
+#include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
+#include "VORNMenusInternal.h"
 #include "VORNPlanesInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNSceneryInternal.h"
+#include "VORNUtilitiesInternal.h"
 #include "VORN/VORNUtilities.h"
 
 #include <algorithm>
@@ -172,7 +176,11 @@ void VORNRunDisableHooks(int id)
 void VORNRunCleanupHooks(int id)
 {
     // commands, display, flight loops, camera, menus, planes, data refs, scenery
+    VORNNoThrow([&] { VORNCommandCleanupHook(id); });
+    VORNDisplayCleanupHook(id);
+    VORNProcessingCleanupHook(id);
     VORNCameraCleanupHook(id);
+    VORNMenuCleanupHook(id);
     VORNPlaneCleanupHook(id);
     VORNDataRefsCleanupHook(id);
     VORNSceneryCleanupHook(id);
