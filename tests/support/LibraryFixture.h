@@ -32,17 +32,19 @@ protected:
     {
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
-        VORNClearPluginRegistry();
-        VORNDisplayReset();
-        VORNProcessingReset(true);
-        gButtons.clear();
-        VORNResetMenus();
-        VORNResetCommands();
-        gDispatchedPlugin = 0;
+        ResetLibrary();
         gErrors.clear();
     }
 
     void TearDown() override
+    {
+        ResetLibrary();
+        gHooks = nullptr;
+        host.reset();
+    }
+
+    // Every subsystem's process-wide state back to "just loaded".
+    static void ResetLibrary()
     {
         VORNClearPluginRegistry();
         VORNDisplayReset();
@@ -51,8 +53,6 @@ protected:
         VORNResetMenus();
         VORNResetCommands();
         gDispatchedPlugin = 0;
-        gHooks = nullptr;
-        host.reset();
     }
 
     // Registers a plug-in record directly (no module) and returns its id.
