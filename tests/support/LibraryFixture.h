@@ -35,36 +35,30 @@ protected:
     {
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
-        VORNClearPluginRegistry();
-        VORNDisplayReset();
-        VORNProcessingReset(true);
-        ResetSubsystems();
-        gButtons.clear();
-        VORNResetMenus();
-        VORNResetCommands();
-        gDispatchedPlugin = 0;
+        ResetLibrary();
         gErrors.clear();
     }
 
     void TearDown() override
     {
-        VORNClearPluginRegistry();
-        VORNDisplayReset();
-        VORNProcessingReset(true);
-        ResetSubsystems();
-        gButtons.clear();
-        VORNResetMenus();
-        VORNResetCommands();
-        gDispatchedPlugin = 0;
+        ResetLibrary();
         gHooks = nullptr;
         host.reset();
     }
 
-    static void ResetSubsystems()
+    // Every subsystem's process-wide state back to "just loaded".
+    static void ResetLibrary()
     {
+        VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
         VORNResetScenery();
         VORNResetPlanes();
         VORNResetCamera();
+        gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
+        gDispatchedPlugin = 0;
     }
 
     // Registers a plug-in record directly (no module) and returns its id.
