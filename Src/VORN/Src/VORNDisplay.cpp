@@ -805,7 +805,7 @@ void VORNDisplayReset()
     auto all = [](const auto&) { return true; };
     KillWhere(gDrawCallbacks, all);
     KillWhere(gKeyCallbacks, all);
-    gFocusWindow = nullptr;  // nobody to tell: the host is being replaced
+    gFocusWindow = nullptr;  // nobody left to tell: the library is shutting down
     gDragWindow = nullptr;
     KillWindowsWhere(all);
     KillWhere(gHotKeys, all);
