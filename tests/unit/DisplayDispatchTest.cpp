@@ -2,8 +2,7 @@
 // capture and fall-through, the key stages, cursor and wheel, the disable and
 // clean-up hooks, and window callbacks that change the windows mid-walk.
 
-#include "LibraryFixture.h"
-#include "WindowProbe.h"
+#include "WindowFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -28,34 +27,14 @@ int LogSniffer(char, int, char, void* refcon)
     return 1;
 }
 
-class DisplayDispatchTest : public LibraryTest {
+class DisplayDispatchTest : public WindowFixture {
 protected:
-    void SetUp() override
-    {
-        LibraryTest::SetUp();
-        gWindowCalls.clear();
-        gWindowNames.clear();
-        VORNRegisterHostPlugin();
-        a = AddPlugin("A", "t.a");
-        b = AddPlugin("B", "t.b");
-    }
-
-    VORNWindowID Open(int owner, WinProbe& p, int left = 0, int top = 100, int right = 100,
-                      int bottom = 0)
-    {
-        StDispatchCallback as(owner);
-        return OpenProbeWindow(p, left, top, right, bottom);
-    }
-
     int Click(int x, int y, int status = 1) { return VORNDisplayMouseClickHook(x, y, status); }
     int Key(int stage, char key = 'k', int flags = 0, char vkey = 'K')
     {
         return VORNDisplayKeyPressHook(key, flags, vkey, stage);
     }
     void Frame() { VORNDisplayDoDrawingHook(20, 0); }
-
-    int a = 0, b = 0;
-    WinProbe w1{"w1"}, w2{"w2"}, w3{"w3"};
 };
 
 struct StepCase {

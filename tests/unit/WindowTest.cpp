@@ -1,8 +1,7 @@
 // Windows: creation records, id checks, z-order, keyboard focus and the
 // callbacks that move the focus or destroy windows while it moves.
 
-#include "LibraryFixture.h"
-#include "WindowProbe.h"
+#include "WindowFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -12,35 +11,13 @@ using ::testing::IsEmpty;
 
 namespace {
 
-class WindowTest : public LibraryTest {
+class WindowTest : public WindowFixture {
 protected:
-    void SetUp() override
-    {
-        LibraryTest::SetUp();
-        gWindowCalls.clear();
-        gWindowNames.clear();
-        VORNRegisterHostPlugin();
-        a = AddPlugin("A", "t.a");
-        b = AddPlugin("B", "t.b");
-    }
-
-    VORNWindowID Open(int owner, WinProbe& p, int left = 0, int top = 100, int right = 100,
-                      int bottom = 0)
-    {
-        StDispatchCallback as(owner);
-        return OpenProbeWindow(p, left, top, right, bottom);
-    }
-
     void Focus(int caller, VORNWindowID window)
     {
         StDispatchCallback as(caller);
         VORNTakeKeyboardFocus(window);
     }
-
-    int WindowCount() { return gWindows.CountIf([](const VORNWindowRecord&) { return true; }); }
-
-    int a = 0, b = 0;
-    WinProbe w1{"w1"}, w2{"w2"}, w3{"w3"};
 };
 
 int CountingMouse(VORNWindowID, int, int, int, void* refcon)
