@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Instructions per iteration of one benchmark (and its baseline) under callgrind.
+"""Instructions per iteration of benchmarks (and their baselines) under callgrind.
 
 Instruction counts do not depend on how busy the machine is, so they compare
 hot paths reliably where timings cannot. The benchmark is run twice with a
@@ -7,8 +7,8 @@ fixed iteration count (VORN_BENCH_ITERATIONS, see bench/BenchSupport.h), and
 the difference of the two totals is divided by the difference of the counts:
 start-up, set-up and reporting cancel out.
 
-    tools/bench_callgrind.py build/bench/bench/vorn_bench Graphics/VORNDrawString
-                             [--iterations 20000]
+    tools/bench_callgrind.py build/bench/bench/vorn_bench Graphics/VORNDrawString...
+                             [--iterations 20000] [--no-baseline]
 """
 
 import argparse
@@ -33,7 +33,7 @@ def total_instructions(binary, name, iterations):
     raise RuntimeError(f"no instruction total for {name}")
 
 
-def per_iteration(binary, name, iterations):
+def per_iteration(binary, name, iterations=20000):
     low = total_instructions(binary, name, iterations)
     high = total_instructions(binary, name, 2 * iterations)
     return (high - low) / iterations
@@ -42,14 +42,16 @@ def per_iteration(binary, name, iterations):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("binary")
-    parser.add_argument("name", help="a path's full benchmark name, e.g. Graphics/VORNDrawString")
+    parser.add_argument("names", nargs="+", metavar="name",
+                        help="a path's full benchmark name, e.g. Graphics/VORNDrawString")
     parser.add_argument("--iterations", type=int, default=20000)
     parser.add_argument("--no-baseline", action="store_true")
     args = parser.parse_args()
-    names = [args.name] if args.no_baseline else [args.name, args.name + "/baseline"]
-    for name in names:
-        count = per_iteration(args.binary, name, args.iterations)
-        sys.stdout.write(f"{name}: {count:.1f} instructions per iteration\n")
+    for name in args.names:
+        runs = [name] if args.no_baseline else [name, name + "/baseline"]
+        for run in runs:
+            count = per_iteration(args.binary, run, args.iterations)
+            sys.stdout.write(f"{run}: {count:.1f} instructions per iteration\n")
 
 
 if __name__ == "__main__":

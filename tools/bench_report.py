@@ -4,17 +4,23 @@
 Every path is paired with its floor by name: "X/baseline" is the baseline of
 "X" (see bench/BenchSupport.h). For each path the table shows the median of
 the repetitions, the baseline's median from the same run, their ratio and,
-when the path declares one, its target ratio and whether it was met.
+when the path declares one, its target ratio and whether it was met. Paths
+named with --callgrind also get their instructions per iteration (and their
+baseline's) counted under callgrind, in a second table.
 
     tools/bench_report.py build/bench/bench/vorn_bench [--repetitions 10]
                           [--min-time 0.1] [--filter REGEX] [--out FILE]
+                          [--callgrind PATH]...
 """
 
 import argparse
 import json
 import platform
 import subprocess
+import shutil
 import sys
+
+import bench_callgrind
 
 
 def run_suite(binary, repetitions, min_time, pattern):
@@ -93,6 +99,21 @@ def table(report, repetitions):
     return "\n".join(lines) + "\n"
 
 
+def instruction_table(binary, names):
+    lines = [
+        "",
+        "Instructions per iteration (callgrind, `tools/bench_callgrind.py`):",
+        "",
+        "| path | path | baseline |",
+        "|---|---:|---:|",
+    ]
+    for name in names:
+        path = bench_callgrind.per_iteration(binary, name)
+        floor = bench_callgrind.per_iteration(binary, name + "/baseline")
+        lines.append(f"| {name} | {path:.1f} | {floor:.1f} |")
+    return "\n".join(lines) + "\n"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("binary")
@@ -101,9 +122,13 @@ def main():
                         help="seconds per repetition (default 0.1)")
     parser.add_argument("--filter", default="")
     parser.add_argument("--out", help="write the table here as well as to stdout")
+    parser.add_argument("--callgrind", action="append", default=[], metavar="PATH",
+                        help="also count this path's instructions (needs valgrind)")
     args = parser.parse_args()
     text = table(run_suite(args.binary, args.repetitions, args.min_time, args.filter),
                  args.repetitions)
+    if args.callgrind and shutil.which("valgrind"):
+        text += instruction_table(args.binary, args.callgrind)
     sys.stdout.write(text)
     if args.out:
         with open(args.out, "w", encoding="utf-8") as out:
