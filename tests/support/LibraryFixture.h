@@ -4,8 +4,11 @@
 #define VORN_TEST_LIBRARY_FIXTURE_H
 
 #include "FakeHost.h"
+#include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <gtest/gtest.h>
@@ -29,19 +32,27 @@ protected:
     {
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
-        VORNClearPluginRegistry();
-        gButtons.clear();
-        gDispatchedPlugin = 0;
+        ResetLibrary();
         gErrors.clear();
     }
 
     void TearDown() override
     {
-        VORNClearPluginRegistry();
-        gButtons.clear();
-        gDispatchedPlugin = 0;
+        ResetLibrary();
         gHooks = nullptr;
         host.reset();
+    }
+
+    // Every subsystem's process-wide state back to "just loaded".
+    static void ResetLibrary()
+    {
+        VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
+        gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
+        gDispatchedPlugin = 0;
     }
 
     // Registers a plug-in record directly (no module) and returns its id.
