@@ -4,11 +4,14 @@
 #define VORN_TEST_LIBRARY_FIXTURE_H
 
 #include "FakeHost.h"
+#include "VORNCameraInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
 #include "VORNMenusInternal.h"
+#include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <gtest/gtest.h>
@@ -49,6 +52,9 @@ protected:
         VORNClearPluginRegistry();
         VORNDisplayReset();
         VORNProcessingReset(true);
+        VORNResetScenery();
+        VORNResetPlanes();
+        VORNResetCamera();
         gButtons.clear();
         VORNResetMenus();
         VORNResetCommands();
