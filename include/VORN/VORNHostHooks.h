@@ -249,6 +249,61 @@ VORN_API void VORNShutdownPlugins(void);
    Returns 1. */
 VORN_API int VORNEventHook(int event, void* param, float elapsed);
 
+/* ---- Diagnostics for hosts and tools ----------------------------------------- */
+
+/* What one plug-in has registered and how often it misused the API. Set
+   structSize to sizeof(VORNPluginInventory) before the call. */
+typedef struct VORNPluginInventory {
+    int32_t structSize;
+    int32_t dataRefs;        /* data refs it publishes */
+    int32_t sharedData;      /* shared-data subscriptions */
+    int32_t flightLoops;
+    int32_t drawCallbacks;
+    int32_t keySniffers;
+    int32_t windows;
+    int32_t hotKeys;
+    int32_t menus;           /* menus it created */
+    int32_t menuItems;       /* items it appended, in any menu */
+    int32_t commandHandlers;
+    int32_t heldCommands;    /* commands it began and has not ended */
+    int32_t probes;
+    int32_t objects;         /* scenery objects it holds */
+    int32_t planes;          /* 1 while it owns the multiplayer aircraft */
+    int32_t camera;          /* 1 while it controls the camera */
+    int32_t errors;          /* misuse reports addressed to it so far */
+    char lastError[256];     /* the latest of them, "" if none */
+} VORNPluginInventory;
+
+/* Fills out for plug-in id. Returns 1, or 0 (out untouched) for an unknown
+   id, a null out or a structSize other than sizeof(VORNPluginInventory). */
+VORN_API int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out);
+
+/* Called for each plug-in being unloaded, after its VPluginStop and before
+   the library removes what it still owns: leftover is what the plug-in did not
+   remove itself. Null turns the observer off. For hosts and checkers. */
+typedef void (*VORNUnloadObserver_f)(VORNPluginID id, const VORNPluginInventory* leftover);
+VORN_API void VORNSetUnloadObserver(VORNUnloadObserver_f observer);
+
+/* The user picked the menu item with the host's id hostItem (as returned by
+   AppendMenuItem). Returns 0 when the item is a plug-in's (its handler has
+   run unless the item is disabled), 1 when the host should handle it. */
+VORN_API int VORNMenuHook(int hostItem);
+
+/* Check mark of the item at absolute position in hostMenu: writes -1 (none),
+   0 (unchecked) or 1 (checked) to outCheck and returns 0; returns 1 when the
+   library knows no such item. */
+VORN_API int VORNCheckMenuHook(long hostMenu, int position, int* outCheck);
+
+/* Whether the item at absolute position in hostMenu is enabled (1) or not
+   (0); 1 also when the library knows no such item. Items of a disabled
+   plug-in's menus are disabled. */
+VORN_API int VORNMenuItemEnabled(long hostMenu, int position);
+
+/* A command event: the host calls it with before 1 ahead of its own handling
+   and with before 0 after it. isStart/isEnd give the phase (both 0: held).
+   Returns 0 when a plug-in handler consumed the event, else 1. */
+VORN_API int VORNCommandHook(void* command, int isStart, int isEnd, int before);
+
 VORN_END_DECLS
 
 #endif /* VORN_HOST_HOOKS_H */

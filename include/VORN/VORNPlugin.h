@@ -13,7 +13,17 @@
 VORN_BEGIN_DECLS
 
 /* ---- Entry points exported by a plug-in module (*.vpl) --------------------
- * Looked up by these exact names. Only VPluginStart is required. */
+ * Looked up by these exact names. Only VPluginStart is required. Define them
+ * with VORN_PLUGIN_ENTRY so that they are exported with C names from C and
+ * C++ alike, even when the module hides everything else:
+ *
+ *     VORN_PLUGIN_ENTRY int VPluginStart(char* name, char* sig, char* desc) { ... }
+ */
+#ifdef __cplusplus
+#define VORN_PLUGIN_ENTRY extern "C" VORN_API
+#else
+#define VORN_PLUGIN_ENTRY VORN_API
+#endif
 
 /* Fills the three 256-byte buffers with name, unique signature and
    description; returns non-zero to start, 0 to refuse. */

@@ -1,8 +1,8 @@
 /*
- * VORNUtilities.h - small services: simulated keys and joystick buttons,
- * speech, key names, the simulator's folders, path splitting, paged
- * directory listings, versions, language, logging, host symbols and the
- * simulator's data files.
+ * VORNUtilities.h - commands and their handlers, and small services:
+ * simulated keys and joystick buttons, speech, key names, the simulator's
+ * folders, path splitting, paged directory listings, versions, language,
+ * logging, host symbols and the simulator's data files.
  *
  * Paths: a plug-in exchanges paths in the legacy form unless it enabled the
  * feature "VORN_USE_NATIVE_PATHS"; on Linux both forms are the same bytes
@@ -95,6 +95,56 @@ VORN_API void VORNDebugString(const char* text);
 
 /* Address of a function that the host publishes under name, or null. */
 VORN_API void* VORNFindSymbol(const char* name);
+
+/* ---- Commands ------------------------------------------------------------
+ * A command is a named action of the simulator; its handle is the host's and
+ * stays the same for the same name. A null handle is ignored everywhere. */
+
+typedef void* VORNCommandRef;
+
+/* Phases passed to command handlers. */
+#define VORN_COMMAND_BEGIN 0
+#define VORN_COMMAND_CONTINUE 1
+#define VORN_COMMAND_END 2
+
+/* A command handler: called with the command, the phase and its refcon.
+   Returning 0 consumes the event: the handlers after it in the same list (and,
+   for a before-handler, the host itself) do not see it. */
+typedef int (*VORNCommandCallback_f)(VORNCommandRef command, int phase, void* refcon);
+
+/* The command named name, or null if the host has none (or name is null). */
+VORN_API VORNCommandRef VORNFindCommand(const char* name);
+
+/* Finds or creates the command name with description. Names beginning with
+   "sim/" are the simulator's own: the caller gets an error and the log a
+   warning, and the command is found or created all the same. Null name: null. */
+VORN_API VORNCommandRef VORNCreateCommand(const char* name, const char* description);
+
+/* Starts holding command down on the caller's behalf; it is continued every
+   frame until VORNCommandEnd or the caller is unloaded. Beginning a command
+   already held changes nothing: one end releases it. */
+VORN_API void VORNCommandBegin(VORNCommandRef command);
+
+/* Ends command (the host is told even if the caller never began it) and
+   forgets it as held by the caller. */
+VORN_API void VORNCommandEnd(VORNCommandRef command);
+
+/* Begins and ends command at once; nothing stays held. */
+VORN_API void VORNCommandOnce(VORNCommandRef command);
+
+/* Adds a handler for command, run before the host handles it (before
+   non-zero; the newest such handler runs first) or after it (oldest first).
+   The same handler may be registered twice. A null callback is ignored. */
+VORN_API void VORNRegisterCommandHandler(VORNCommandRef command,
+                                         VORNCommandCallback_f callback, int before,
+                                         void* refcon);
+
+/* Removes the first of the caller's own handlers registered with exactly
+   these arguments; nothing happens when there is none. A handler removed
+   while its command is being dispatched is not called any more. */
+VORN_API void VORNUnregisterCommandHandler(VORNCommandRef command,
+                                           VORNCommandCallback_f callback, int before,
+                                           void* refcon);
 
 /* ---- Data files ---------------------------------------------------------- */
 

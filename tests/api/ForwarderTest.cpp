@@ -82,7 +82,7 @@ TEST_F(ForwarderTest, NavigationCallsReachTheirSlots)
     EXPECT_EQ(VORNFindNavAid("Sea", "SEA", &floats[0], &floats[1], &ints[0], 3), 1234);
     EXPECT_EQ(OnlyCall(), "FindNavAid(" +
                               FmtArgs("Sea", "SEA", &floats[0], &floats[1], &ints[0], 3) + ")");
-    char id[32], name[256], region[1];
+    char id[32] = "", name[256] = "", region[1] = "";  // formatted as strings below
     VORNGetNavAidInfo(5, &ints[0], &floats[0], &floats[1], &floats[2], &ints[1], &floats[3], id,
                       name, region);
     EXPECT_EQ(OnlyCall(), "GetNavAidInfo(" +

@@ -1,9 +1,13 @@
 /* Every public header, included together, must compile as strict C99. */
+#include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
+#include "VORN/VORNDisplay.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"
+#include "VORN/VORNMenus.h"
 #include "VORN/VORNNavigation.h"
 #include "VORN/VORNPlugin.h"
+#include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
 
 /* A host fills the table by name. */

@@ -1,10 +1,14 @@
 // Every public header, included together, must compile as C++; the API
 // forwarders must have exactly the signatures of the host slots they use.
+#include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
+#include "VORN/VORNDisplay.h"
 #include "VORN/VORNGraphics.h"
 #include "VORN/VORNHostHooks.h"
+#include "VORN/VORNMenus.h"
 #include "VORN/VORNNavigation.h"
 #include "VORN/VORNPlugin.h"
+#include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
 
 #include <type_traits>
@@ -48,6 +52,7 @@ SAME_AS_SLOT(VORNReloadScenery, ReloadScenery);
 SAME_AS_SLOT(VORNGetLanguage, GetLanguage);
 SAME_AS_SLOT(VORNDebugString, DebugString);
 SAME_AS_SLOT(VORNFindSymbol, FindSymbol);
+SAME_AS_SLOT(VORNGetElapsedTime, GetElapsedTime);
 
 int vorn_header_check_cxx()
 {

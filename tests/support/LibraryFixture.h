@@ -4,8 +4,11 @@
 #define VORN_TEST_LIBRARY_FIXTURE_H
 
 #include "FakeHost.h"
+#include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <gtest/gtest.h>
@@ -30,7 +33,11 @@ protected:
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
         VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gErrors.clear();
     }
@@ -38,7 +45,11 @@ protected:
     void TearDown() override
     {
         VORNClearPluginRegistry();
+        VORNDisplayReset();
+        VORNProcessingReset(true);
         gButtons.clear();
+        VORNResetMenus();
+        VORNResetCommands();
         gDispatchedPlugin = 0;
         gHooks = nullptr;
         host.reset();

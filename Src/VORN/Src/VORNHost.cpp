@@ -4,8 +4,12 @@
 
 #include "VORNHostInternal.h"
 
+#include "VORNDataAccessInternal.h"
+#include "VORNDisplayInternal.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNMenusInternal.h"
+#include "VORNProcessingInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include "VORNDLLUtils.h"
@@ -21,6 +25,18 @@ char gDirSeparator[2] = {'/', '\0'};
 namespace {
 
 const int kInterfaceVersion = 19;
+const char kBuildStringDataRef[] = "sim/version/vorn_build_string";
+
+// Tells the host which library build it runs, if it published the data ref
+// for it; the terminating zero is written too.
+void PublishBuildString()
+{
+    char text[256];
+    VORNFormatBuildString(text, sizeof text);
+    VORNDataRef ref = VORNFindDataRef(kBuildStringDataRef);
+    if (ref != nullptr)
+        VORNSetDatab(ref, text, 0, static_cast<int>(std::strlen(text)) + 1);
+}
 
 }  // namespace
 
@@ -46,6 +62,8 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
+    VORNInitMenus();
+    PublishBuildString();
     VORNNoThrow([&] {
         VORNFindAndLoadPlugins(systemPath);
         VORNEnableAllPlugins();
@@ -58,6 +76,9 @@ VORN_EXPORT void VORNShutdownPlugins(void)
     VORNNoThrow([&] {
         VORNDisableAllPlugins();
         VORNUnloadPlugins();
+        // Left over now: what the host itself (never unloaded) registered.
+        VORNDisplayReset();
+        VORNProcessingReset(false);
     });
 }
 
@@ -87,11 +108,12 @@ int HandleEvent(int event, void* param, float elapsed)
     switch (event) {
     case 0:  // a simulation step: held buttons, then phase-0 flight loops
         VORNDoRepeatedButtons();
-        VORNRunScheduledReload();
+        return VORNDoFlightLoopProcessing(elapsed, 0);
+    case 9:  // held commands go on
+        VORNCommandRepeatHook();
         return 1;
     case 10:  // phase-1 flight loops
-        VORNRunScheduledReload();
-        return 1;
+        return VORNDoFlightLoopProcessing(elapsed, 10);
     case 2:
         BroadcastFromHost(VORN_MSG_PLANE_CRASHED, nullptr);
         return 1;
@@ -127,7 +149,6 @@ int HandleEvent(int event, void* param, float elapsed)
         BroadcastFromHost(VORN_MSG_LIVERY_LOADED, param);
         return 1;
     default:  // 5, and codes outside 0..13
-        (void)elapsed;
         return 1;
     }
 }
@@ -137,4 +158,74 @@ int HandleEvent(int event, void* param, float elapsed)
 VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
 {
     return VORNNoThrow(1, [&] { return HandleEvent(event, param, elapsed); });
+}
+
+// ---- Diagnostics -------------------------------------------------------------
+
+VORNUnloadObserver_f gUnloadObserver = nullptr;
+
+namespace {
+
+// Counts what plug-in id owns in every subsystem.
+VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
+{
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    VORNCountMenuHoldings(id, &inventory.menus, &inventory.menuItems);
+    VORNCountCommandHoldings(id, &inventory.commandHandlers, &inventory.heldCommands);
+    inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
+    inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
+    inventory.flightLoops = VORNCountFlightLoopsOf(id);
+    VORNCountDisplayHoldings(id, &inventory.drawCallbacks, &inventory.keySniffers);
+    inventory.errors = record.errorCount;
+    strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
+    return inventory;
+}
+
+}  // namespace
+
+void VORNNotifyUnloadObserver(int id)
+{
+    const PluginRecord* record = VORNPluginRecordFor(id);
+    if (gUnloadObserver == nullptr || record == nullptr)
+        return;
+    const VORNPluginInventory leftover = TakeInventory(*record, id);
+    gUnloadObserver(id, &leftover);
+}
+
+VORN_EXPORT int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out)
+{
+    const PluginRecord* record = VORNPluginRecordFor(id);
+    if (record == nullptr || out == nullptr ||
+        out->structSize != static_cast<int32_t>(sizeof(VORNPluginInventory)))
+        return 0;
+    *out = TakeInventory(*record, id);
+    return 1;
+}
+
+VORN_EXPORT void VORNSetUnloadObserver(VORNUnloadObserver_f observer)
+{
+    gUnloadObserver = observer;
+}
+
+// ---- Menu and command forwarders ------------------------------------------------
+
+VORN_EXPORT int VORNMenuHook(int hostItem)
+{
+    return VORNHandleMenuItemPick(hostItem);
+}
+
+VORN_EXPORT int VORNCheckMenuHook(long hostMenu, int position, int* outCheck)
+{
+    return VORNHandleMenuItemCheck(hostMenu, position, outCheck);
+}
+
+VORN_EXPORT int VORNMenuItemEnabled(long hostMenu, int position)
+{
+    return VORNHandleMenuItemEnable(hostMenu, position);
+}
+
+VORN_EXPORT int VORNCommandHook(void* command, int isStart, int isEnd, int before)
+{
+    return VORNNoThrow(1, [&] { return VORNDispatchCommandHook(command, isStart, isEnd, before); });
 }

@@ -20,4 +20,7 @@ bool VORNHostTableSizeAtLeast(unsigned size);
 // Writes the library's build date and time ("Mmm dd yyyy hh:mm:ss").
 void VORNFormatBuildString(char* out, size_t size);
 
+// Tells the host's unload observer, if any, what plug-in id still owns.
+void VORNNotifyUnloadObserver(int id);
+
 #endif

@@ -4,8 +4,13 @@
 #include "VORNLoaderInternal.h"
 
 #include "VORNDLLUtils.h"
+#include "VORNDataAccessInternal.h"
+#include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
+#include "VORNMenusInternal.h"
+#include "VORNProcessingInternal.h"
+#include "VORNUtilitiesInternal.h"
 #include "VORN/VORNUtilities.h"
 
 #include <algorithm>
@@ -45,14 +50,14 @@ template <typename R, typename F>
 R CallAsPlugin(int id, R fallback, F&& call)
 {
     StDispatchCallback guard(id);
-    return VORNNoThrow(fallback, std::forward<F>(call));
+    return VORNCallPluginCode(fallback, std::forward<F>(call));
 }
 
 template <typename F>
 void CallAsPlugin(int id, F&& call)
 {
     StDispatchCallback guard(id);
-    VORNNoThrow(std::forward<F>(call));
+    VORNCallPluginCode(std::forward<F>(call));
 }
 
 // Writes each piece as its own log write, in order.
@@ -167,7 +172,11 @@ void VORNRunDisableHooks(int id)
 void VORNRunCleanupHooks(int id)
 {
     // commands, display, flight loops, camera, menus, planes, data refs, scenery
-    (void)id;
+    VORNNoThrow([&] { VORNCommandCleanupHook(id); });
+    VORNDisplayCleanupHook(id);
+    VORNProcessingCleanupHook(id);
+    VORNMenuCleanupHook(id);
+    VORNDataRefsCleanupHook(id);
 }
 
 // ---- Registry ---------------------------------------------------------------
@@ -307,17 +316,28 @@ VORN_EXPORT void VORNSetErrorCallback(VORNErrorCallback_f callback)
 
 void VORNSendError(const char* message)
 {
-    const PluginRecord* record = VORNPluginRecordFor(gDispatchedPlugin);
-    if (record == nullptr || record->errorCallback == nullptr)
+    PluginRecord* record = VORNPluginRecordFor(gDispatchedPlugin);
+    if (record == nullptr)
         return;
-    // The callback is the plug-in's code; whatever it throws stays here.
-    VORNNoThrow([&] { record->errorCallback(message); });
+    // Kept for the host's diagnostics, whether or not the plug-in listens.
+    ++record->errorCount;
+    VORNNoThrow([&] { record->lastError = message != nullptr ? message : ""; });
+    if (record->errorCallback == nullptr)
+        return;
+    VORNCallPluginCode([&] { record->errorCallback(message); });
 }
 
 int VORNHasError()
 {
     const PluginRecord* record = VORNPluginRecordFor(gDispatchedPlugin);
     return record != nullptr && record->errorCallback != nullptr ? 1 : 0;
+}
+
+void VORNReportPluginException()
+{
+    VORNNoThrow([] {
+        VORNLogPluginWarning("a callback threw an exception; the library ignored it and went on");
+    });
 }
 
 void VORNLogPluginWarning(const char* message)
@@ -426,7 +446,7 @@ int LoadOnePlugin(const std::string& path, int verbose)
     char name[VORN_NAME_BUFFER_SIZE] = "";
     char signature[VORN_NAME_BUFFER_SIZE] = "";
     char description[VORN_NAME_BUFFER_SIZE] = "";
-    const int started = VORNNoThrow(0, [&] { return start(name, signature, description); });
+    const int started = VORNCallPluginCode(0, [&] { return start(name, signature, description); });
     name[sizeof name - 1] = signature[sizeof signature - 1] = description[sizeof description - 1] = '\0';
     if (started == 0) {
         Log({"Failed: ", path.c_str(),
@@ -479,7 +499,7 @@ VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
     // Results that finished while the plug-in was disabled, newest first.
     StDispatchCallback asPlugin(id);
     while (VORNDelivery* delivery = PopFront(record.pending))
-        VORNNoThrow([&] { delivery->DeliverToPlugin(false); });
+        VORNCallPluginCode([&] { delivery->DeliverToPlugin(false); });
     return record.enabled ? 1 : 0;
 }
 
@@ -541,7 +561,10 @@ void UnloadOnePlugin(int id)
     }
     if (record->stop != nullptr)
         CallAsPlugin(id, [&] { record->stop(); });
-    VORNNoThrow([&] { VORNRunCleanupHooks(id); });
+    VORNNoThrow([&] {
+        VORNNotifyUnloadObserver(id);
+        VORNRunCleanupHooks(id);
+    });
     if (record->module != nullptr) {
         VORNUnloadDLL(record->module);
         record->module = nullptr;
@@ -647,7 +670,7 @@ void DeliverMessage(int recipient, int sender, int message, void* param)
     VPluginReceiveMessage_f receive = record->receive;
     StDispatchCallback guard(recipient);
     if (record->enabled)
-        VORNNoThrow([&] { receive(sender, message, param); });
+        VORNCallPluginCode([&] { receive(sender, message, param); });
 }
 
 }  // namespace
@@ -698,7 +721,7 @@ VORN_EXPORT void VORNEnumerateFeatures(VORNFeatureEnumerator_f enumerator, void*
     if (enumerator == nullptr)
         return;
     for (const char* name : kFeatureNames)
-        VORNNoThrow([&] { enumerator(name, refcon); });
+        VORNCallPluginCode([&] { enumerator(name, refcon); });
 }
 
 int VORNHasFeatureInternal(int id, int feature)
@@ -728,12 +751,12 @@ void VORNSendDelivery(VORNDelivery* delivery)
     const bool hostBeforeStart = gAllPlugins.empty() && delivery->mPlugin == VORN_HOST_PLUGIN_ID;
     if (owner == nullptr && !hostBeforeStart) {
         delivery->mPlugin = VORN_NO_PLUGIN_ID;
-        delivery->DeliverToPlugin(true);
+        VORNNoThrow([&] { delivery->DeliverToPlugin(true); });
         return;
     }
     StDispatchCallback guard(delivery->mPlugin);
     if (guard.valid)
-        delivery->DeliverToPlugin(false);
+        VORNCallPluginCode([&] { delivery->DeliverToPlugin(false); });
     else
         PushFront(owner->pending, delivery);
 }

@@ -52,6 +52,8 @@ struct PluginRecord {
     VPluginDisable_f disable = nullptr;
     VPluginReceiveMessage_f receive = nullptr;
     VORNErrorCallback_f errorCallback = nullptr;
+    int errorCount = 0;     // misuse reports addressed to this plug-in
+    std::string lastError;  // the latest of them
     bool enabled = false;
     bool unloaded = false;  // stopped and closed; the record only keeps its id
     int32_t features[kFeatureCount] = {0, 0};
@@ -160,6 +162,35 @@ void VORNQueueDelivery(VORNDelivery* delivery);
 // The delivery's work is done: hand it over now, park it until its owner is
 // enabled, or tell it that its owner is gone.
 void VORNSendDelivery(VORNDelivery* delivery);
+
+// ---- Calling plug-in code -------------------------------------------------------
+// Logs that the dispatched plug-in let an exception out of a callback.
+void VORNReportPluginException();
+
+// Runs plug-in code (a callback of the dispatched plug-in). An exception it
+// throws stops here: one warning naming the plug-in is logged and the call
+// counts as having returned fallback, so lists, iteration depths and the
+// dispatched plug-in stay exactly as they were.
+template <typename R, typename F>
+inline R VORNCallPluginCode(R fallback, F&& call) noexcept
+{
+    try {
+        return call();
+    } catch (...) {
+        VORNReportPluginException();
+        return fallback;
+    }
+}
+
+template <typename F>
+inline void VORNCallPluginCode(F&& call) noexcept
+{
+    try {
+        call();
+    } catch (...) {
+        VORNReportPluginException();
+    }
+}
 
 // Same text as VORNDebugGetCurrentPluginName, for the library's own use.
 const char* DebugCurrentPluginName();

@@ -1,0 +1,507 @@
+// VORNDataAccess.cpp - data refs: the name map and record pool, typed reads
+// and writes routed to the owner, publishing and withdrawing, and shared data
+// stored by the library itself.
+
+#include "VORNDataAccessInternal.h"
+
+#include "VORNInternal.h"
+#include "VORNLoaderInternal.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <string_view>
+#include <type_traits>
+
+std::map<std::string, VORNData_t*, std::less<>> gDataRefs;
+DataRefBlock* gDataBlock = nullptr;
+DataRefBlock* gDataFree = nullptr;
+int gDataCount = 0;
+
+std::vector<std::unique_ptr<VORNSharedDataRecord>> gSharedData;
+
+namespace {
+
+// ---- Pool ----------------------------------------------------------------------
+
+// The next free slot, opening a new block when the newest is full. The slot is
+// an orphan until its registration fills it, so a failure half-way never
+// leaves a record that validates.
+VORNData_t* NewRecord()
+{
+    if (gDataFree == nullptr || gDataFree->used == gDataFree->capacity) {
+        auto* block = new DataRefBlock();  // value-initialised: all fields zero
+        block->capacity = kDataRefBlockCapacity;
+        block->used = 0;
+        (gDataFree ? gDataFree->next : gDataBlock) = block;
+        gDataFree = block;
+    }
+    VORNData_t* record = &gDataFree->records[gDataFree->used++];
+    record->name.clear();
+    record->owner = VORN_NO_PLUGIN_ID;
+    ++gDataCount;
+    return record;
+}
+
+// True when ref is the start of a slot already handed out; says nothing about
+// whether the record is registered now.
+bool IsPoolRecord(const VORNData_t* ref)
+{
+    if (ref == nullptr)
+        return false;
+    const auto address = reinterpret_cast<uintptr_t>(ref);
+    for (const DataRefBlock* block = gDataBlock; block != nullptr; block = block->next) {
+        const auto first = reinterpret_cast<uintptr_t>(&block->records[0]);
+        const auto end = reinterpret_cast<uintptr_t>(&block->records[0] + block->used);
+        if (address < first || address >= end)
+            continue;
+        return (address - first) % sizeof(VORNData_t) == 0;
+    }
+    return false;
+}
+
+// ---- Reads and writes ------------------------------------------------------------
+// The hottest calls of the API: a null test, the field tests and the dispatch
+// guard, nothing else. Handles are trusted; records are never freed, so even
+// a stale handle is safe to dereference.
+
+template <typename Callback, typename... Args>
+auto ReadThrough(const VORNData_t* ref, Callback VORNData_t::*family, Args... args)
+{
+    using Result = std::invoke_result_t<Callback, void*, Args...>;
+    if (ref == nullptr)
+        return Result();
+    const Callback read = ref->*family;
+    if (read == nullptr)
+        return Result();
+    StDispatchCallback guard(ref->owner);
+    if (!guard.valid)
+        return Result();
+    return VORNCallPluginCode(Result(), [&] { return read(ref->readRefcon, args...); });
+}
+
+template <typename Callback, typename... Args>
+void WriteThrough(const VORNData_t* ref, Callback VORNData_t::*family, Args... args)
+{
+    if (ref == nullptr || ref->writable == 0)
+        return;
+    const Callback write = ref->*family;
+    if (write == nullptr)
+        return;
+    StDispatchCallback guard(ref->owner);
+    if (guard.valid)
+        VORNCallPluginCode([&] { write(ref->writeRefcon, args...); });
+}
+
+// ---- Registration ---------------------------------------------------------------
+
+// Publishes name with the type, flag, callbacks and refcons of `accessors`
+// (whose name and owner are ignored), owned by the dispatched plug-in.
+VORNData_t* RegisterDataRef(const char* name, const VORNData_t& accessors)
+{
+    if (name == nullptr)
+        return nullptr;
+    auto found = gDataRefs.find(std::string_view(name));
+    if (found != gDataRefs.end() && found->second->owner != VORN_NO_PLUGIN_ID) {
+        VORNSendError("Dataref is already registered by someone else.");
+        return found->second;
+    }
+    VORNData_t* record = found != gDataRefs.end() ? found->second : nullptr;
+    if (record == nullptr) {
+        record = NewRecord();
+        gDataRefs.emplace(name, record);
+    }
+    // The name is set first: if that fails the record is still an orphan.
+    // After it nothing allocates, and a revived orphan keeps nothing of its
+    // former owner.
+    record->name = name;
+    std::string kept = std::move(record->name);
+    *record = accessors;
+    record->name = std::move(kept);
+    record->owner = VORNGetDispatchedPlugin();
+    return record;
+}
+
+// ---- Shared data ---------------------------------------------------------------
+
+size_t InitialSharedSize(int type)
+{
+    switch (type) {
+    case VORN_DATA_DOUBLE:
+        return sizeof(double);
+    case VORN_DATA_BYTES:
+        return 1;
+    default:  // int, float, one-element arrays, and unknown types
+        return 4;
+    }
+}
+
+VORNSharedDataRecord* FindShared(std::string_view name)
+{
+    for (const auto& item : gSharedData) {
+        if (item->name == name)
+            return item.get();
+    }
+    return nullptr;
+}
+
+// Matches the subscriptions of plug-in id.
+auto SubscribedBy(int id)
+{
+    return [id](const VORNSharedDataSubscriber& s) { return s.plugin == id; };
+}
+
+// Calls every subscriber in order, each in its own plug-in's dispatch. A
+// callback may unshare, share or write the item again (recursively): the pass
+// resumes after the last serial it called, so removed entries are skipped,
+// and entries added during the pass wait for the next write.
+void NotifySubscribers(VORNSharedDataRecord* item)
+{
+    const uint64_t limit = item->nextSerial;
+    uint64_t last = 0;
+    for (;;) {
+        auto& list = item->subscribers;
+        auto next = std::upper_bound(
+            list.begin(), list.end(), last,
+            [](uint64_t serial, const VORNSharedDataSubscriber& s) { return serial < s.serial; });
+        if (next == list.end() || next->serial >= limit)
+            return;
+        const VORNSharedDataSubscriber subscriber = *next;
+        last = subscriber.serial;
+        StDispatchCallback guard(subscriber.plugin);
+        if (guard.valid)
+            VORNCallPluginCode([&] { subscriber.callback(subscriber.refcon); });
+    }
+}
+
+template <typename T, int kType>
+T SharedScalarGet(void* refcon)
+{
+    const auto* item = static_cast<const VORNSharedDataRecord*>(refcon);
+    if (item->type != kType)
+        return T();
+    T value;
+    std::memcpy(&value, item->storage.data(), sizeof value);
+    return value;
+}
+
+template <typename T, int kType>
+void SharedScalarSet(void* refcon, T value)
+{
+    auto* item = static_cast<VORNSharedDataRecord*>(refcon);
+    if (item->type != kType)
+        return;
+    std::memcpy(item->storage.data(), &value, sizeof value);
+    NotifySubscribers(item);
+}
+
+// Element reads (Element is the element type; bytes travel as void*): a null
+// destination asks for the element count. Negative offsets and maxima and
+// offsets past the end read nothing.
+template <typename Element, int kType, typename Pointer = Element*>
+int SharedArrayGet(void* refcon, Pointer values, int offset, int max)
+{
+    const auto* item = static_cast<const VORNSharedDataRecord*>(refcon);
+    if (item->type != kType)
+        return 0;
+    const int count = static_cast<int>(item->storage.size() / sizeof(Element));
+    if (values == nullptr)
+        return count;
+    if (offset < 0 || max < 0 || offset > count)
+        return 0;
+    const int copied = std::min(max, count - offset);
+    std::memcpy(values, item->storage.data() + offset * sizeof(Element), copied * sizeof(Element));
+    return copied;
+}
+
+// Element writes grow the storage to fit, never shrink it. Negative offsets
+// and counts, a null source and sizes past INT_MAX bytes are rejected.
+template <typename Element, int kType, typename Pointer = Element*>
+void SharedArraySet(void* refcon, Pointer values, int offset, int count)
+{
+    auto* item = static_cast<VORNSharedDataRecord*>(refcon);
+    if (item->type != kType || offset < 0 || count < 0 || (values == nullptr && count > 0))
+        return;
+    const int64_t needed = (int64_t(offset) + count) * int64_t(sizeof(Element));
+    if (needed > INT_MAX)
+        return;
+    if (static_cast<size_t>(needed) > item->storage.size())
+        item->storage.resize(static_cast<size_t>(needed));
+    if (count > 0)
+        std::memcpy(item->storage.data() + offset * sizeof(Element), values,
+                    count * sizeof(Element));
+    NotifySubscribers(item);
+}
+
+constexpr auto VORNSharedDataGeti = &SharedScalarGet<int, VORN_DATA_INT>;
+constexpr auto VORNSharedDataSeti = &SharedScalarSet<int, VORN_DATA_INT>;
+constexpr auto VORNSharedDataGetf = &SharedScalarGet<float, VORN_DATA_FLOAT>;
+constexpr auto VORNSharedDataSetf = &SharedScalarSet<float, VORN_DATA_FLOAT>;
+constexpr auto VORNSharedDataGetd = &SharedScalarGet<double, VORN_DATA_DOUBLE>;
+constexpr auto VORNSharedDataSetd = &SharedScalarSet<double, VORN_DATA_DOUBLE>;
+constexpr auto VORNSharedDataGetvi = &SharedArrayGet<int, VORN_DATA_INT_ARRAY>;
+constexpr auto VORNSharedDataSetvi = &SharedArraySet<int, VORN_DATA_INT_ARRAY>;
+constexpr auto VORNSharedDataGetvf = &SharedArrayGet<float, VORN_DATA_FLOAT_ARRAY>;
+constexpr auto VORNSharedDataSetvf = &SharedArraySet<float, VORN_DATA_FLOAT_ARRAY>;
+constexpr auto VORNSharedDataGetb = &SharedArrayGet<unsigned char, VORN_DATA_BYTES, void*>;
+constexpr auto VORNSharedDataSetb = &SharedArraySet<unsigned char, VORN_DATA_BYTES, void*>;
+
+// The accessors that serve item: the one pair matching its type, nothing
+// for a type that is not exactly one bit.
+VORNData_t SharedAccessors(VORNSharedDataRecord* item)
+{
+    VORNData_t accessors{};
+    accessors.types = item->type;
+    accessors.writable = 1;
+    accessors.readRefcon = accessors.writeRefcon = item;
+    switch (item->type) {
+    case VORN_DATA_INT:
+        accessors.readInt = VORNSharedDataGeti;
+        accessors.writeInt = VORNSharedDataSeti;
+        break;
+    case VORN_DATA_FLOAT:
+        accessors.readFloat = VORNSharedDataGetf;
+        accessors.writeFloat = VORNSharedDataSetf;
+        break;
+    case VORN_DATA_DOUBLE:
+        accessors.readDouble = VORNSharedDataGetd;
+        accessors.writeDouble = VORNSharedDataSetd;
+        break;
+    case VORN_DATA_INT_ARRAY:
+        accessors.readIntArray = VORNSharedDataGetvi;
+        accessors.writeIntArray = VORNSharedDataSetvi;
+        break;
+    case VORN_DATA_FLOAT_ARRAY:
+        accessors.readFloatArray = VORNSharedDataGetvf;
+        accessors.writeFloatArray = VORNSharedDataSetvf;
+        break;
+    case VORN_DATA_BYTES:
+        accessors.readData = VORNSharedDataGetb;
+        accessors.writeData = VORNSharedDataSetb;
+        break;
+    default:
+        break;
+    }
+    return accessors;
+}
+
+// Creates the item and publishes it as a data ref of the host, so that it
+// belongs to no plug-in and outlives them all.
+VORNSharedDataRecord* CreateShared(const char* name, int type)
+{
+    auto owned = std::make_unique<VORNSharedDataRecord>();
+    owned->name = name;
+    owned->type = type;
+    owned->storage.resize(InitialSharedSize(type));
+    VORNSharedDataRecord* item = owned.get();
+    gSharedData.push_back(std::move(owned));
+    StDispatchCallback host(VORN_HOST_PLUGIN_ID);
+    RegisterDataRef(name, SharedAccessors(item));
+    return item;
+}
+
+}  // namespace
+
+// ---- Finding and inspecting --------------------------------------------------------
+
+VORN_EXPORT VORNDataRef VORNFindDataRef(const char* name)
+{
+    if (name == nullptr)
+        return nullptr;
+    auto found = gDataRefs.find(std::string_view(name));
+    if (found == gDataRefs.end() || found->second->owner == VORN_NO_PLUGIN_ID)
+        return nullptr;
+    return found->second;
+}
+
+VORN_EXPORT int VORNIsDataRefGood(VORNDataRef ref)
+{
+    return IsPoolRecord(ref) && ref->owner != VORN_NO_PLUGIN_ID;
+}
+
+VORN_EXPORT int VORNCanWriteDataRef(VORNDataRef ref)
+{
+    return ref ? ref->writable : 0;
+}
+
+VORN_EXPORT VORNDataTypeID VORNGetDataRefTypes(VORNDataRef ref)
+{
+    return ref ? ref->types : 0;
+}
+
+// ---- Reads and writes ----------------------------------------------------------------
+
+VORN_EXPORT int VORNGetDatai(VORNDataRef ref)
+{
+    return ReadThrough(ref, &VORNData_t::readInt);
+}
+
+VORN_EXPORT void VORNSetDatai(VORNDataRef ref, int value)
+{
+    WriteThrough(ref, &VORNData_t::writeInt, value);
+}
+
+VORN_EXPORT float VORNGetDataf(VORNDataRef ref)
+{
+    return ReadThrough(ref, &VORNData_t::readFloat);
+}
+
+VORN_EXPORT void VORNSetDataf(VORNDataRef ref, float value)
+{
+    WriteThrough(ref, &VORNData_t::writeFloat, value);
+}
+
+VORN_EXPORT double VORNGetDatad(VORNDataRef ref)
+{
+    return ReadThrough(ref, &VORNData_t::readDouble);
+}
+
+VORN_EXPORT void VORNSetDatad(VORNDataRef ref, double value)
+{
+    WriteThrough(ref, &VORNData_t::writeDouble, value);
+}
+
+VORN_EXPORT int VORNGetDatavi(VORNDataRef ref, int* values, int offset, int max)
+{
+    return ReadThrough(ref, &VORNData_t::readIntArray, values, offset, max);
+}
+
+VORN_EXPORT void VORNSetDatavi(VORNDataRef ref, int* values, int offset, int count)
+{
+    WriteThrough(ref, &VORNData_t::writeIntArray, values, offset, count);
+}
+
+VORN_EXPORT int VORNGetDatavf(VORNDataRef ref, float* values, int offset, int max)
+{
+    return ReadThrough(ref, &VORNData_t::readFloatArray, values, offset, max);
+}
+
+VORN_EXPORT void VORNSetDatavf(VORNDataRef ref, float* values, int offset, int count)
+{
+    WriteThrough(ref, &VORNData_t::writeFloatArray, values, offset, count);
+}
+
+VORN_EXPORT int VORNGetDatab(VORNDataRef ref, void* bytes, int offset, int max)
+{
+    return ReadThrough(ref, &VORNData_t::readData, bytes, offset, max);
+}
+
+VORN_EXPORT void VORNSetDatab(VORNDataRef ref, void* bytes, int offset, int count)
+{
+    WriteThrough(ref, &VORNData_t::writeData, bytes, offset, count);
+}
+
+// ---- Publishing --------------------------------------------------------------------------
+
+VORN_EXPORT VORNDataRef VORNRegisterDataAccessor(
+    const char* name, VORNDataTypeID types, int writable, VORNGetDatai_f readInt,
+    VORNSetDatai_f writeInt, VORNGetDataf_f readFloat, VORNSetDataf_f writeFloat,
+    VORNGetDatad_f readDouble, VORNSetDatad_f writeDouble, VORNGetDatavi_f readIntArray,
+    VORNSetDatavi_f writeIntArray, VORNGetDatavf_f readFloatArray,
+    VORNSetDatavf_f writeFloatArray, VORNGetDatab_f readData, VORNSetDatab_f writeData,
+    void* readRefcon, void* writeRefcon)
+{
+    return VORNNoThrow<VORNDataRef>(nullptr, [&] {
+        const VORNData_t accessors{{},
+                                   types,
+                                   writable,
+                                   VORN_NO_PLUGIN_ID,
+                                   readInt,
+                                   writeInt,
+                                   readFloat,
+                                   writeFloat,
+                                   readDouble,
+                                   writeDouble,
+                                   readIntArray,
+                                   writeIntArray,
+                                   readFloatArray,
+                                   writeFloatArray,
+                                   readData,
+                                   writeData,
+                                   readRefcon,
+                                   writeRefcon};
+        return RegisterDataRef(name, accessors);
+    });
+}
+
+VORN_EXPORT void VORNUnregisterDataAccessor(VORNDataRef ref)
+{
+    if (!IsPoolRecord(ref)) {
+        VORNSendError("Dataref is illegal and cannot be unregistered.");
+        return;
+    }
+    if (ref->owner != VORNGetDispatchedPlugin()) {
+        VORNSendError("Dataref is not owned by you - you cannot unregsiter.");
+        return;
+    }
+    ref->owner = VORN_NO_PLUGIN_ID;
+}
+
+void VORNDataRefsCleanupHook(int id)
+{
+    for (auto& entry : gDataRefs) {
+        if (entry.second->owner == id)
+            entry.second->owner = VORN_NO_PLUGIN_ID;
+    }
+    for (auto& item : gSharedData) {
+        auto& list = item->subscribers;
+        list.erase(std::remove_if(list.begin(), list.end(), SubscribedBy(id)), list.end());
+    }
+}
+
+int VORNCountDataRefsOwnedBy(int id)
+{
+    auto ownedBy = [id](const auto& entry) { return entry.second->owner == id; };
+    return static_cast<int>(std::count_if(gDataRefs.begin(), gDataRefs.end(), ownedBy));
+}
+
+int VORNCountSharedSubscriptionsOf(int id)
+{
+    int count = 0;
+    for (const auto& item : gSharedData) {
+        const auto& list = item->subscribers;
+        count += static_cast<int>(std::count_if(list.begin(), list.end(), SubscribedBy(id)));
+    }
+    return count;
+}
+
+// ---- Shared data -----------------------------------------------------------------------------
+
+VORN_EXPORT int VORNShareData(const char* name, VORNDataTypeID type, VORNDataChanged_f callback,
+                              void* refcon)
+{
+    if (name == nullptr)
+        return 0;
+    return VORNNoThrow(0, [&] {
+        VORNSharedDataRecord* item = FindShared(name);
+        if (item != nullptr && item->type != type)
+            return 0;
+        if (item == nullptr)
+            item = CreateShared(name, type);
+        if (callback != nullptr)
+            item->subscribers.push_back(
+                {callback, refcon, VORNGetDispatchedPlugin(), item->nextSerial++});
+        return 1;
+    });
+}
+
+VORN_EXPORT int VORNUnshareData(const char* name, VORNDataTypeID type, VORNDataChanged_f callback,
+                                void* refcon)
+{
+    if (name == nullptr || callback == nullptr)
+        return 0;
+    auto item = std::find_if(gSharedData.begin(), gSharedData.end(), [&](const auto& shared) {
+        return shared->name == name && shared->type == type;
+    });
+    if (item == gSharedData.end())
+        return 0;
+    auto& list = (*item)->subscribers;
+    const int me = VORNGetDispatchedPlugin();
+    auto entry = std::find_if(list.begin(), list.end(), [&](const VORNSharedDataSubscriber& s) {
+        return s.callback == callback && s.refcon == refcon && s.plugin == me;
+    });
+    if (entry == list.end())
+        return 0;
+    list.erase(entry);
+    return 1;
+}

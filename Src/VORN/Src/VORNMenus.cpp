@@ -1,0 +1,338 @@
+// VORNMenus.cpp - plug-in menus in the host's menu bar: the library's record
+// of every menu and item, per-plug-in item numbering, routing of the host's
+// picks and check/enable questions, and removal of what a plug-in leaves.
+
+#include "VORNMenusInternal.h"
+
+#include "VORNHostInternal.h"
+#include "VORNInternal.h"
+#include "VORNLoaderInternal.h"
+
+#include <algorithm>
+
+std::vector<std::unique_ptr<VORNMenuInfo_t>> gMenus;
+VORNMenuInfo_t* gPluginMenu = nullptr;
+
+namespace {
+
+const char kPluginsMenuName[] = "Plugins";
+const char kSeparatorName[] = "-";
+
+// The record behind a menu id, or null for an id the library never handed out
+// (or one already destroyed), so that a bad id is ignored instead of followed.
+VORNMenuInfo_t* FindMenu(VORNMenuID id)
+{
+    if (id == nullptr)
+        return nullptr;
+    for (const auto& menu : gMenus) {
+        if (menu.get() == id)
+            return menu.get();
+    }
+    return nullptr;
+}
+
+// Absolute position of plugin's item number index in menu, or -1.
+int AbsolutePosition(const VORNMenuInfo_t& menu, int index, int plugin)
+{
+    if (index < 0)
+        return -1;
+    int seen = 0;
+    for (size_t position = 0; position < menu.items.size(); ++position) {
+        if (menu.items[position].owner == plugin && seen++ == index)
+            return static_cast<int>(position);
+    }
+    return -1;
+}
+
+// The host is never handed a null name.
+const char* NameOrEmpty(const char* name)
+{
+    return name != nullptr ? name : "";
+}
+
+int AppendItem(VORNMenuInfo_t& menu, const char* name, void* itemRef, int fourth)
+{
+    // Make room first: once the host has the item, recording it cannot fail.
+    menu.items.reserve(menu.items.size() + 1);
+    VORNItemInfo_t item;
+    item.hostItem = gHooks->AppendMenuItem(menu.hostMenu, NameOrEmpty(name), itemRef, fourth);
+    item.itemRef = itemRef;
+    item.owner = gDispatchedPlugin;
+    const auto earlier = std::count_if(menu.items.begin(), menu.items.end(),
+                                       [](const VORNItemInfo_t& it) {
+                                           return it.owner == gDispatchedPlugin;
+                                       });
+    menu.items.push_back(item);
+    return static_cast<int>(earlier);
+}
+
+VORNMenuInfo_t* CreateMenuRecord(const char* name, VORNMenuInfo_t* parent, int parentItem,
+                                 VORNMenuHandler_f handler, void* menuRef)
+{
+    long hostParent = 0;
+    int position = parentItem;  // only the "Plugins" menu itself has no parent
+    if (parent != nullptr) {
+        hostParent = parent->hostMenu;
+        position = AbsolutePosition(*parent, parentItem, gDispatchedPlugin);
+    }
+    auto menu = std::make_unique<VORNMenuInfo_t>();
+    gMenus.reserve(gMenus.size() + 1);
+    menu->hostMenu = gHooks->CreateMenu(hostParent, position, NameOrEmpty(name));
+    menu->menuRef = menuRef;
+    menu->handler = handler;
+    menu->owner = gDispatchedPlugin;
+    gMenus.push_back(std::move(menu));
+    return gMenus.back().get();
+}
+
+void RemoveItemAt(VORNMenuInfo_t& menu, int position)
+{
+    gHooks->RemoveMenuItem(menu.hostMenu, position);
+    menu.items.erase(menu.items.begin() + position);
+}
+
+// Removes every item of plugin; the positions of the others close up.
+void RemoveItemsOf(VORNMenuInfo_t& menu, int plugin)
+{
+    size_t position = 0;
+    while (position < menu.items.size()) {
+        if (menu.items[position].owner == plugin)
+            RemoveItemAt(menu, static_cast<int>(position));
+        else
+            ++position;
+    }
+}
+
+void EraseMenu(const VORNMenuInfo_t* menu)
+{
+    gMenus.erase(std::find_if(gMenus.begin(), gMenus.end(),
+                              [menu](const auto& m) { return m.get() == menu; }));
+}
+
+// The item that the caller's index names, with its absolute position; on an
+// out-of-range index the caller is told `message`. Unknown menus are ignored.
+VORNItemInfo_t* ResolveItem(VORNMenuID id, int index, const char* message,
+                            VORNMenuInfo_t** outMenu = nullptr, int* outPosition = nullptr)
+{
+    VORNMenuInfo_t* menu = FindMenu(id);
+    if (menu == nullptr)
+        return nullptr;
+    const int position = AbsolutePosition(*menu, index, gDispatchedPlugin);
+    if (position < 0) {
+        VORNSendError(message);
+        return nullptr;
+    }
+    if (outMenu != nullptr)
+        *outMenu = menu;
+    if (outPosition != nullptr)
+        *outPosition = position;
+    return &menu->items[position];
+}
+
+}  // namespace
+
+// ---- Set-up -------------------------------------------------------------------
+
+void VORNResetMenus()
+{
+    gPluginMenu = nullptr;
+    gMenus.clear();
+}
+
+void VORNInitMenus()
+{
+    StDispatchCallback asHost(VORN_HOST_PLUGIN_ID);
+    // Records left from an earlier start name menus of an earlier host
+    // session; keeping them would let stale handles answer the new host.
+    VORNResetMenus();
+    VORNNoThrow([&] {
+        gPluginMenu = CreateMenuRecord(kPluginsMenuName, nullptr, 0, nullptr, nullptr);
+    });
+}
+
+// ---- Plug-in API ----------------------------------------------------------------
+
+VORN_EXPORT VORNMenuID VORNFindPluginsMenu(void)
+{
+    return gPluginMenu;
+}
+
+VORN_EXPORT VORNMenuID VORNCreateMenu(const char* name, VORNMenuID parent, int parentItem,
+                                      VORNMenuHandler_f handler, void* menuRef)
+{
+    return VORNNoThrow(static_cast<VORNMenuID>(nullptr), [&]() -> VORNMenuID {
+        VORNMenuInfo_t* parentMenu = nullptr;
+        if (parent != nullptr) {
+            parentMenu = FindMenu(parent);
+            if (parentMenu == nullptr)
+                return nullptr;
+        } else if (gPluginMenu != nullptr) {
+            // A top-level plug-in menu hangs off its own item in "Plugins".
+            parentItem = AppendItem(*gPluginMenu, name, nullptr, 0);
+            parentMenu = gPluginMenu;
+        }
+        return CreateMenuRecord(name, parentMenu, parentItem, handler, menuRef);
+    });
+}
+
+VORN_EXPORT void VORNClearAllMenuItems(VORNMenuID id)
+{
+    VORNMenuInfo_t* menu = FindMenu(id);
+    if (menu != nullptr && (menu->owner == gDispatchedPlugin || menu == gPluginMenu))
+        RemoveItemsOf(*menu, gDispatchedPlugin);
+}
+
+VORN_EXPORT void VORNDestroyMenu(VORNMenuID id)
+{
+    VORNMenuInfo_t* menu = FindMenu(id);
+    // The shared "Plugins" menu outlives every plug-in, the host included.
+    if (menu == nullptr || menu == gPluginMenu || menu->owner != gDispatchedPlugin)
+        return;
+    VORNClearAllMenuItems(menu);
+    // Hosts with a shorter table have no DestroyMenu slot.
+    if (VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
+        gHooks->DestroyMenu(menu->hostMenu);
+    EraseMenu(menu);
+}
+
+VORN_EXPORT int VORNAppendMenuItem(VORNMenuID id, const char* name, void* itemRef,
+                                   int forceEnglish)
+{
+    VORNMenuInfo_t* menu = FindMenu(id);
+    if (menu == nullptr)
+        return -1;
+    return VORNNoThrow(-1, [&] { return AppendItem(*menu, name, itemRef, forceEnglish); });
+}
+
+VORN_EXPORT int VORNAppendMenuSeparator(VORNMenuID id)
+{
+    return VORNAppendMenuItem(id, kSeparatorName, nullptr, 0);
+}
+
+VORN_EXPORT void VORNSetMenuItemName(VORNMenuID id, int index, const char* name)
+{
+    VORNMenuInfo_t* menu = nullptr;
+    int position = -1;
+    if (ResolveItem(id, index, "VORNSetMenuItemName was passed an out of range item index.",
+                    &menu, &position) != nullptr)
+        gHooks->SetMenuItemName(menu->hostMenu, position, NameOrEmpty(name));
+}
+
+VORN_EXPORT void VORNCheckMenuItem(VORNMenuID id, int index, int check)
+{
+    // The host reads check marks when it needs them (VORNCheckMenuHook).
+    if (VORNItemInfo_t* item =
+            ResolveItem(id, index, "VORNCheckMenuItem was passed an out of range item index."))
+        item->check = check;
+}
+
+VORN_EXPORT void VORNCheckMenuItemState(VORNMenuID id, int index, int* outCheck)
+{
+    const VORNItemInfo_t* item = ResolveItem(
+        id, index, "VORNCheckMenuItemState was passed an out of range item index.");
+    if (item != nullptr && outCheck != nullptr)
+        *outCheck = item->check;
+}
+
+VORN_EXPORT void VORNEnableMenuItem(VORNMenuID id, int index, int enabled)
+{
+    // This call has never had a message of its own; plug-ins match on this one.
+    if (VORNItemInfo_t* item = ResolveItem(
+            id, index, "VORNCheckMenuItemState was passed an out of range item index."))
+        item->enabled = enabled;
+}
+
+VORN_EXPORT void VORNRemoveMenuItem(VORNMenuID id, int index)
+{
+    VORNMenuInfo_t* menu = nullptr;
+    int position = -1;
+    if (ResolveItem(id, index, "VORNRemoveMenuItem was passed an out of range item index.",
+                    &menu, &position) != nullptr)
+        RemoveItemAt(*menu, position);
+}
+
+// ---- The host's side --------------------------------------------------------------
+
+int VORNHandleMenuItemPick(int hostItem)
+{
+    for (const auto& menu : gMenus) {
+        for (const VORNItemInfo_t& item : menu->items) {
+            if (item.hostItem != hostItem)
+                continue;
+            if (menu->handler == nullptr || item.enabled == 0)
+                return 0;
+            // Copies: the handler may create or destroy menus, this one included.
+            const VORNMenuHandler_f handler = menu->handler;
+            void* const menuRef = menu->menuRef;
+            void* const itemRef = item.itemRef;
+            StDispatchCallback dispatch(menu->owner);
+            if (dispatch.valid)
+                VORNCallPluginCode([&] { handler(menuRef, itemRef); });
+            return 0;
+        }
+    }
+    return 1;
+}
+
+int VORNHandleMenuItemCheck(long hostMenu, int position, int* outCheck)
+{
+    for (const auto& menu : gMenus) {
+        if (menu->hostMenu != hostMenu || position < 0 ||
+            static_cast<size_t>(position) >= menu->items.size())
+            continue;
+        const int check = menu->items[position].check;
+        if (check >= VORN_MENU_NO_CHECK && check <= VORN_MENU_CHECKED) {
+            if (outCheck != nullptr)
+                *outCheck = check - 1;  // the host's -1 none, 0 unchecked, 1 checked
+            return 0;
+        }
+    }
+    return 1;
+}
+
+int VORNHandleMenuItemEnable(long hostMenu, int position)
+{
+    const auto menu = std::find_if(gMenus.begin(), gMenus.end(),
+                                   [hostMenu](const auto& m) { return m->hostMenu == hostMenu; });
+    if (menu == gMenus.end() || position < 0 ||
+        static_cast<size_t>(position) >= (*menu)->items.size())
+        return 1;
+    const int owner = (*menu)->owner;
+    const int enabled = (*menu)->items[position].enabled;
+    // Judged by the menu's owner: items that plug-ins put into "Plugins"
+    // follow the host's entry, which is always enabled.
+    if (owner >= 0 && !VORNIsPluginEnabled(owner))
+        return 0;
+    return enabled;
+}
+
+void VORNCountMenuHoldings(int plugin, int32_t* outMenus, int32_t* outItems)
+{
+    *outMenus = 0;
+    *outItems = 0;
+    for (const auto& menu : gMenus) {
+        *outMenus += menu->owner == plugin ? 1 : 0;
+        *outItems += static_cast<int32_t>(
+            std::count_if(menu->items.begin(), menu->items.end(),
+                          [plugin](const VORNItemInfo_t& item) { return item.owner == plugin; }));
+    }
+}
+
+// ---- Clean-up ------------------------------------------------------------------
+
+void VORNMenuCleanupHook(int plugin)
+{
+    for (auto menu = gMenus.begin(); menu != gMenus.end();) {
+        if ((*menu)->owner == plugin && menu->get() != gPluginMenu) {
+            // The whole menu goes; the host drops its items with it. A host
+            // whose table stops short of the DestroyMenu slot cannot be told.
+            if (VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
+                gHooks->DestroyMenu((*menu)->hostMenu);
+            menu = gMenus.erase(menu);
+        } else {
+            ++menu;
+        }
+    }
+    if (gPluginMenu != nullptr)
+        RemoveItemsOf(*gPluginMenu, plugin);
+}

@@ -1,0 +1,50 @@
+// VORNMenusInternal.h - the library's record of every plug-in menu and item.
+#ifndef VORN_MENUS_INTERNAL_H
+#define VORN_MENUS_INTERNAL_H
+
+#include "VORN/VORNMenus.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+struct VORNItemInfo_t {
+    int32_t hostItem = 0;  // the host's id from AppendMenuItem, matched on picks
+    void* itemRef = nullptr;
+    int32_t check = VORN_MENU_NO_CHECK;
+    int32_t enabled = 1;
+    int32_t owner = VORN_NO_PLUGIN_ID;  // the plug-in that appended the item
+};
+
+struct VORNMenuInfo_t {
+    long hostMenu = 0;
+    void* menuRef = nullptr;
+    std::vector<VORNItemInfo_t> items;  // in the host's order
+    VORNMenuHandler_f handler = nullptr;
+    int32_t owner = VORN_NO_PLUGIN_ID;  // 0 for the "Plugins" menu
+};
+
+// Every menu, in creation order. A menu id is the address of its record.
+extern std::vector<std::unique_ptr<VORNMenuInfo_t>> gMenus;
+// The shared "Plugins" menu; null until VORNInitMenus.
+extern VORNMenuInfo_t* gPluginMenu;
+
+// Creates the "Plugins" menu on the host's behalf, starting from an empty
+// menu registry.
+void VORNInitMenus();
+// Frees every record without telling the host (for a fresh start).
+void VORNResetMenus();
+
+// The host's questions, in absolute item positions. Pick and enable return
+// 1 when the item is not the library's; check returns 1 when no menu answers.
+int VORNHandleMenuItemPick(int hostItem);
+int VORNHandleMenuItemCheck(long hostMenu, int position, int* outCheck);
+int VORNHandleMenuItemEnable(long hostMenu, int position);
+
+// Counts the menus plugin created and the items it appended (in any menu).
+void VORNCountMenuHoldings(int plugin, int32_t* outMenus, int32_t* outItems);
+
+// Removes the menus of an unloaded plug-in and its items in "Plugins".
+void VORNMenuCleanupHook(int plugin);
+
+#endif

@@ -1,0 +1,39 @@
+// VORNProcessingInternal.h - the flight-loop registry and the pass that the
+// host's simulation events drive.
+#ifndef VORN_PROCESSING_INTERNAL_H
+#define VORN_PROCESSING_INTERNAL_H
+
+#include "VORNResourceList.h"
+#include "VORN/VORNProcessing.h"
+
+#include <cstdint>
+
+// One flight loop; its address is the VORNFlightLoopID handed to plug-ins.
+struct VORNFlightLoopRecord : VORNResource_t {
+    float lastCallTime = 0.0f;
+    int32_t lastCallCycle = 0;
+    float interval = 0.0f;  // > 0 seconds, < 0 passes, 0 (or NaN) idle
+    int32_t phase = 0;
+    VORNFlightLoop_f callback = nullptr;
+    int32_t owner = VORN_NO_PLUGIN_ID;
+    void* refcon = nullptr;
+};
+
+extern VORNResourceList<VORNFlightLoopRecord> gFlightLoops;
+// Counts passes of either phase; 0 at load.
+extern int32_t gLastCallNumber;
+
+// One pass: phaseSelector 0 runs the first-phase loops, anything else the
+// second-phase ones. Then carries out a reload a plug-in asked for. Returns 1.
+int VORNDoFlightLoopProcessing(float passTime, int phaseSelector);
+
+// Counts the live flight loops of plug-in id.
+int32_t VORNCountFlightLoopsOf(int id);
+
+// Removes every flight loop of plug-in id.
+void VORNProcessingCleanupHook(int id);
+
+// Frees every flight loop (shutdown) and, for tests, restarts the counter.
+void VORNProcessingReset(bool resetCounter);
+
+#endif

@@ -1,0 +1,188 @@
+// VORNResourceList.h - the intrusive list behind every callback registry
+// whose records may be removed while the list is being walked (draw
+// callbacks, key sniffers, flight loops, windows, hot keys).
+//
+// Plug-in callbacks run inside a walk of their own list and may add or remove
+// records of that list, including the one being called and the one an outer
+// walk stands on. The rules that make this safe:
+//  - new records only ever go to the front, so a running walk never meets
+//    them;
+//  - a record removed while any walk is running is only marked dead and put
+//    on the kill list; dispatch loops skip dead records;
+//  - when an iteration ends, the kill list is taken out of the list (so that
+//    later look-ups no longer find those records), but the records themselves
+//    are freed only once no iteration is running any more. Until then they
+//    keep their own next/prev links, which lead a walk standing on one of
+//    them on to the records that followed it;
+//  - dispatch loops read the next link after the callback returns, which is
+//    safe because nothing is freed while they run.
+#ifndef VORN_RESOURCE_LIST_H
+#define VORN_RESOURCE_LIST_H
+
+#include <cstdint>
+#include <type_traits>
+
+// The header every record of a VORNResourceList starts with.
+struct VORNResource_t {
+    VORNResource_t* next = nullptr;
+    bool dead = false;
+    VORNResource_t* prev = nullptr;
+    VORNResource_t* killLink = nullptr;
+};
+
+// T is a record type derived from VORNResource_t, allocated with new. Its
+// destructor is the payload's destroy hook (for example a record that owns a
+// string releases it there); it runs when the record is finally freed.
+template <typename T>
+class VORNResourceList {
+    static_assert(std::is_base_of<VORNResource_t, T>::value, "records start with VORNResource_t");
+
+public:
+    VORNResourceList() = default;
+    VORNResourceList(const VORNResourceList&) = delete;
+    VORNResourceList& operator=(const VORNResourceList&) = delete;
+
+    // The first record (newest), after moving the cached head back to it.
+    T* First()
+    {
+        while (mHead != nullptr && mHead->prev != nullptr)
+            mHead = mHead->prev;
+        return static_cast<T*>(mHead);
+    }
+
+    // The last record (oldest), for walks that go from back to front.
+    T* Last()
+    {
+        VORNResource_t* node = First();
+        while (node != nullptr && node->next != nullptr)
+            node = node->next;
+        return static_cast<T*>(node);
+    }
+
+    static T* Next(T* node) { return static_cast<T*>(node->next); }
+    static T* Prev(T* node) { return static_cast<T*>(node->prev); }
+
+    // Links a new record in front of the first one; the list keeps it.
+    void PushFront(T* node)
+    {
+        VORNResource_t* first = First();
+        node->prev = nullptr;
+        node->next = first;
+        if (first != nullptr)
+            first->prev = node;
+        mHead = node;
+    }
+
+    void BeginIterate() { ++mDepth; }
+
+    void EndIterate()
+    {
+        mDepth = mDepth > 0 ? mDepth - 1 : 0;
+        if (mPurgePending)
+            Purge();
+        if (mDepth == 0)
+            FreeGraveyard();
+    }
+
+    // Removes node: deferred, it is marked dead and queued (once) until the
+    // iteration ends; otherwise it is unlinked and freed now. A dead node
+    // is left alone (never queued twice). Returns true when node was live.
+    bool VORNKillResource(T* node, bool deferred)
+    {
+        if (node->dead)
+            return false;  // already queued, or waiting to be freed
+        if (!deferred) {
+            Unlink(node);
+            delete node;
+        } else {
+            node->dead = true;
+            node->killLink = mKillList;
+            mKillList = node;
+            mPurgePending = true;
+        }
+        return true;
+    }
+
+    // Removes node, deferred exactly when an iteration is running.
+    bool Kill(T* node) { return VORNKillResource(node, mDepth != 0); }
+
+    // Removes every record for which pred(record) holds, within one iteration.
+    template <typename Pred>
+    void KillIf(Pred pred)
+    {
+        BeginIterate();
+        for (T* node = First(); node != nullptr; node = Next(node)) {
+            if (pred(*node))
+                VORNKillResource(node, true);
+        }
+        EndIterate();
+    }
+
+    // Live records for which pred(record) holds.
+    template <typename Pred>
+    int32_t CountIf(Pred pred)
+    {
+        int32_t count = 0;
+        for (T* node = First(); node != nullptr; node = Next(node))
+            count += (!node->dead && pred(*node)) ? 1 : 0;
+        return count;
+    }
+
+    int32_t Depth() const { return mDepth; }
+    bool PurgePending() const { return mPurgePending; }
+
+private:
+    // Takes node out of the list; its own links stay as they were, so that a
+    // walk standing on it can still move on.
+    void Unlink(VORNResource_t* node)
+    {
+        if (mHead == node)
+            mHead = node->next != nullptr ? node->next : node->prev;
+        if (node->prev != nullptr)
+            node->prev->next = node->next;
+        if (node->next != nullptr)
+            node->next->prev = node->prev;
+    }
+
+    // Takes every queued record out of the list. With no iteration left they
+    // are freed at once; otherwise they wait in the graveyard.
+    void Purge()
+    {
+        while (VORNResource_t* node = mKillList) {
+            mKillList = node->killLink;
+            Unlink(node);
+            node->killLink = mGraveyard;
+            mGraveyard = node;
+        }
+        mPurgePending = false;
+    }
+
+    void FreeGraveyard()
+    {
+        while (VORNResource_t* node = mGraveyard) {
+            mGraveyard = node->killLink;
+            delete static_cast<T*>(node);
+        }
+    }
+
+    VORNResource_t* mHead = nullptr;
+    VORNResource_t* mKillList = nullptr;
+    int32_t mDepth = 0;
+    bool mPurgePending = false;
+    VORNResource_t* mGraveyard = nullptr;  // unlinked, freed when the depth is 0
+};
+
+// Keeps one iteration of a list open for the scope, on every path out.
+template <typename T>
+class StIterate {
+public:
+    explicit StIterate(VORNResourceList<T>& list) : mList(list) { mList.BeginIterate(); }
+    ~StIterate() { mList.EndIterate(); }
+    StIterate(const StIterate&) = delete;
+    StIterate& operator=(const StIterate&) = delete;
+
+private:
+    VORNResourceList<T>& mList;
+};
+
+#endif

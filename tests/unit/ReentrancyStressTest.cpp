@@ -1,0 +1,340 @@
+// Plug-ins whose flight loops and draw callbacks randomly create, destroy,
+// schedule and unregister loops and draw callbacks (their own, others', and
+// the running one) in the middle of passes and nested dispatches. After
+// every pass the registries must hold exactly the records a simple model
+// says are alive, and nothing removed may ever be called again.
+
+#include "LibraryFixture.h"
+#include "VORNDisplayInternal.h"
+#include "VORNProcessingInternal.h"
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+using namespace vorntest;
+
+namespace {
+
+struct Agent {
+    int tag = 0;
+    int owner = 0;
+    bool isLoop = true;
+    VORNFlightLoopID handle = nullptr;
+    int phase = 0;       // draw phase
+    int before = 0;      // draw before flag
+    int createdInPass = -1;
+    int calledInPass = -1;
+    std::set<int> drawsRunningAtCreation;  // draw dispatches that must not reach it
+};
+
+class ReentrancyStressTest : public LibraryTest {
+protected:
+    void SetUp() override
+    {
+        LibraryTest::SetUp();
+        VORNRegisterHostPlugin();
+        for (int i = 0; i < kPlugins; ++i) {
+            const int id = AddPlugin("P" + std::to_string(i), "t.p" + std::to_string(i));
+            Record(id).errorCallback = RecordError;
+        }
+        self = this;
+    }
+
+    void TearDown() override
+    {
+        self = nullptr;
+        LibraryTest::TearDown();
+    }
+
+    static float LoopCallback(float, float, int, void* refcon)
+    {
+        Agent& agent = *static_cast<Agent*>(refcon);
+        self->CheckCall(agent, self->liveLoops);
+        ++self->loopCalls;
+        self->Act(true);
+        return self->Pick(4) == 0 ? self->RandomInterval() : -1.0f;
+    }
+
+    static int DrawCallback(int phase, int isBefore, void* refcon)
+    {
+        Agent& agent = *static_cast<Agent*>(refcon);
+        EXPECT_EQ(agent.phase, phase);
+        EXPECT_EQ(agent.before, isBefore);
+        if (self->quiet) {
+            self->drawnQuietly.insert(agent.tag);
+            return 1;
+        }
+        self->CheckCall(agent, self->liveDraws);
+        self->Act(false);
+        return 1;
+    }
+
+    void CheckCall(Agent& agent, const std::set<int>& live)
+    {
+        if (live.count(agent.tag) == 0)
+            ADD_FAILURE() << "removed record " << agent.tag << " was called";
+        EXPECT_EQ(VORNGetDispatchedPlugin(), agent.owner);
+        if (!agent.isLoop) {
+            EXPECT_EQ(agent.drawsRunningAtCreation.count(runningDraws.back()), 0u)
+                << "a draw callback was reached by a dispatch running when it was registered";
+        } else {
+            EXPECT_NE(agent.createdInPass, pass) << "a loop created during a pass was reached by it";
+            EXPECT_NE(agent.calledInPass, pass) << "called twice in one pass";
+            agent.calledInPass = pass;
+        }
+    }
+
+    int Pick(int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); }
+    int RandomPlugin() { return 1 + Pick(kPlugins); }
+    float RandomInterval()
+    {
+        const float choices[] = {-1.0f, -2.0f, -3.0f, 0.0f, 0.01f, 0.5f};
+        return choices[Pick(6)];
+    }
+
+    Agent& NewAgent(bool isLoop)
+    {
+        auto agent = std::make_unique<Agent>();
+        agent->tag = static_cast<int>(agents.size());
+        agent->owner = VORNGetDispatchedPlugin();
+        agent->isLoop = isLoop;
+        agent->createdInPass = inPass ? pass : -1;
+        agent->drawsRunningAtCreation.insert(runningDraws.begin(), runningDraws.end());
+        agents.push_back(std::move(agent));
+        return *agents.back();
+    }
+
+    Agent* RandomLive(const std::set<int>& live)
+    {
+        if (live.empty())
+            return nullptr;
+        auto it = live.begin();
+        std::advance(it, Pick(static_cast<int>(live.size())));
+        return agents[*it].get();
+    }
+
+    void CreateLoop()
+    {
+        if (liveLoops.size() > 40)
+            return;
+        Agent& agent = NewAgent(true);
+        VORNCreateFlightLoop_t params = {24, Pick(2), LoopCallback, &agent};
+        agent.handle = VORNCreateFlightLoop(&params);
+        VORNScheduleFlightLoop(agent.handle, RandomInterval(), Pick(2));
+        liveLoops.insert(agent.tag);
+    }
+
+    void DestroyLoop()
+    {
+        Agent* agent = RandomLive(liveLoops);
+        if (agent == nullptr)
+            return;
+        VORNDestroyFlightLoop(agent->handle);
+        if (agent->owner == VORNGetDispatchedPlugin())
+            liveLoops.erase(agent->tag);
+        else
+            ++expectedErrors;
+    }
+
+    void ScheduleLoop()
+    {
+        Agent* agent = RandomLive(liveLoops);
+        if (agent == nullptr)
+            return;
+        VORNScheduleFlightLoop(agent->handle, RandomInterval(), Pick(2));
+        if (agent->owner != VORNGetDispatchedPlugin())
+            ++expectedErrors;
+    }
+
+    void UnregisterLoop()
+    {
+        Agent* agent = RandomLive(liveLoops);
+        if (agent == nullptr)
+            return;
+        VORNUnregisterFlightLoopCallback(LoopCallback, agent);
+        liveLoops.erase(agent->tag);
+    }
+
+    void SetLoopInterval()
+    {
+        if (Agent* agent = RandomLive(liveLoops))
+            VORNSetFlightLoopCallbackInterval(LoopCallback, RandomInterval(), Pick(2), agent);
+    }
+
+    void RegisterDraw()
+    {
+        if (liveDraws.size() > 30)
+            return;
+        Agent& agent = NewAgent(false);
+        agent.phase = 1 + Pick(3);
+        agent.before = Pick(2);
+        EXPECT_EQ(VORNRegisterDrawCallback(DrawCallback, agent.phase, agent.before, &agent), 1);
+        liveDraws.insert(agent.tag);
+    }
+
+    void RegisterDrawAgain()
+    {
+        Agent* agent = agents.empty() ? nullptr : agents[Pick(static_cast<int>(agents.size()))].get();
+        if (agent == nullptr || agent->isLoop)
+            return;
+        const bool live = liveDraws.count(agent->tag) != 0;
+        EXPECT_EQ(VORNRegisterDrawCallback(DrawCallback, agent->phase, agent->before, agent),
+                  live ? 0 : 1);
+        if (!live) {
+            // Re-registered by whoever runs now.
+            agent->owner = VORNGetDispatchedPlugin();
+            agent->drawsRunningAtCreation = {runningDraws.begin(), runningDraws.end()};
+            liveDraws.insert(agent->tag);
+        }
+    }
+
+    void UnregisterDraw()
+    {
+        Agent* agent = RandomLive(liveDraws);
+        if (agent == nullptr)
+            return;
+        EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 1);
+        EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 0);
+        liveDraws.erase(agent->tag);
+    }
+
+    void CleanUpPlugin()
+    {
+        const int id = RandomPlugin();
+        VORNDisplayCleanupHook(id);
+        VORNProcessingCleanupHook(id);
+        for (auto* live : {&liveLoops, &liveDraws}) {
+            for (auto it = live->begin(); it != live->end();)
+                it = agents[*it]->owner == id ? live->erase(it) : std::next(it);
+        }
+    }
+
+    int Dispatch(int phase, int before)
+    {
+        runningDraws.push_back(++drawSerial);
+        const int result = VORNDispatchDrawingHook(phase, before, 0);
+        runningDraws.pop_back();
+        return result;
+    }
+
+    // One to three random actions, sometimes on behalf of another plug-in.
+    void Act(bool inLoop)
+    {
+        if (++depth > 4) {
+            --depth;
+            return;
+        }
+        for (int n = 1 + Pick(3); n > 0; --n) {
+            const int as = Pick(5) == 0 ? RandomPlugin() : VORNGetDispatchedPlugin();
+            StDispatchCallback asPlugin(as);
+            switch (Pick(inLoop ? 12 : 9)) {
+            case 0: CreateLoop(); break;
+            case 1: DestroyLoop(); break;
+            case 2: ScheduleLoop(); break;
+            case 3: UnregisterLoop(); break;
+            case 4: SetLoopInterval(); break;
+            case 5: RegisterDraw(); break;
+            case 6: RegisterDrawAgain(); break;
+            case 7: UnregisterDraw(); break;
+            case 8: Dispatch(1 + Pick(3), Pick(2)); break;
+            case 9: CreateLoop(); break;
+            case 10: if (Pick(20) == 0) CleanUpPlugin(); break;
+            default: RegisterDraw(); break;
+            }
+        }
+        --depth;
+    }
+
+    template <typename T>
+    std::set<int> Linked(VORNResourceList<T>& list)
+    {
+        std::set<int> tags;
+        for (T* r = list.First(); r != nullptr; r = list.Next(r)) {
+            EXPECT_FALSE(r->dead) << "a removed record is still linked after the pass";
+            tags.insert(static_cast<Agent*>(r->refcon)->tag);
+        }
+        return tags;
+    }
+
+    // Every live draw callback of a phase is called exactly once.
+    void CheckQuietDraw()
+    {
+        quiet = true;
+        for (int phase = 1; phase <= 3; ++phase) {
+            for (int before = 0; before <= 1; ++before) {
+                drawnQuietly.clear();
+                Dispatch(phase, before);
+                std::set<int> expected;
+                for (int tag : liveDraws) {
+                    const Agent& agent = *agents[tag];
+                    if (agent.phase == phase && agent.before == before &&
+                        Record(agent.owner).enabled)
+                        expected.insert(tag);
+                }
+                EXPECT_EQ(drawnQuietly, expected) << "phase " << phase << " before " << before;
+            }
+        }
+        quiet = false;
+    }
+
+    static constexpr int kPlugins = 3;
+    static ReentrancyStressTest* self;
+
+    std::mt19937 rng{12345};
+    std::vector<std::unique_ptr<Agent>> agents;  // never shrinks: stable refcons
+    std::set<int> liveLoops;
+    std::set<int> liveDraws;
+    std::set<int> drawnQuietly;
+    int pass = 0;
+    int depth = 0;
+    std::vector<int> runningDraws;
+    int drawSerial = 0;
+    bool quiet = false;
+    bool inPass = false;
+    size_t loopCalls = 0;
+    size_t expectedErrors = 0;
+};
+
+ReentrancyStressTest* ReentrancyStressTest::self = nullptr;
+
+TEST_F(ReentrancyStressTest, RandomChangesDuringPassesKeepTheRegistriesExact)
+{
+    for (int i = 0; i < 6; ++i) {
+        StDispatchCallback asPlugin(RandomPlugin());
+        CreateLoop();
+        RegisterDraw();
+    }
+    for (pass = 1; pass <= 6000; ++pass) {
+        if (Pick(50) == 0) {
+            PluginRecord& record = Record(RandomPlugin());
+            record.enabled = !record.enabled;
+        }
+        while (liveLoops.size() < 15) {
+            StDispatchCallback asPlugin(RandomPlugin());
+            CreateLoop();
+        }
+        inPass = true;
+        VORNDoFlightLoopProcessing(pass * 0.01f, pass % 2 == 0 ? 0 : 10);
+        inPass = false;
+        if (pass % 3 == 0)
+            Dispatch(1 + Pick(3), Pick(2));
+        ASSERT_EQ(gFlightLoops.Depth(), 0);
+        ASSERT_EQ(gDrawCallbacks.Depth(), 0);
+        ASSERT_EQ(Linked(gFlightLoops), liveLoops) << "after pass " << pass;
+        ASSERT_EQ(Linked(gDrawCallbacks), liveDraws) << "after pass " << pass;
+        if (pass % 10 == 0)
+            CheckQuietDraw();
+        ASSERT_FALSE(HasFailure()) << "pass " << pass;
+    }
+    EXPECT_EQ(gErrors.size(), expectedErrors);
+    EXPECT_GT(agents.size(), 1000u) << "the stress must actually churn";
+    EXPECT_GT(loopCalls, 10000u);
+}
+
+}  // namespace
