@@ -249,6 +249,22 @@ VORN_API void VORNShutdownPlugins(void);
    Returns 1. */
 VORN_API int VORNEventHook(int event, void* param, float elapsed);
 
+/* Offers the host's seven camera values (in the order of ReadCameraPosition)
+   to the plug-in controlling the camera, which may rewrite them. Returns 0
+   when it did, 1 when nobody controls the camera or it gave up (the values
+   are then untouched). Call once per frame. */
+VORN_API int VORNCameraHook(float* p1, float* p2, float* p3, float* p4, float* p5, float* p6,
+                            float* p7);
+
+/* Asks which model to load for multiplayer plane index: when the plug-in
+   owning the aircraft chose one, it is copied into path (256 bytes).
+   Otherwise, and for index 0, path is left alone. name is never touched. */
+VORN_API void VORNUpdatePlaneNameAndPath(int index, char* name, char* path);
+
+/* Tells the library how many multiplayer planes the host handles and returns
+   how many it should fly: count, or the owner's smaller limit (flag 0 only). */
+VORN_API int VORNGetNumberPlanesToHandle(int count, int flag);
+
 /* ---- Diagnostics for hosts and tools ----------------------------------------- */
 
 /* What one plug-in has registered and how often it misused the API. Set

@@ -1,4 +1,5 @@
 /* Every public header, included together, must compile as strict C99. */
+#include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNDisplay.h"
@@ -6,8 +7,10 @@
 #include "VORN/VORNHostHooks.h"
 #include "VORN/VORNMenus.h"
 #include "VORN/VORNNavigation.h"
+#include "VORN/VORNPlanes.h"
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNProcessing.h"
+#include "VORN/VORNScenery.h"
 #include "VORN/VORNUtilities.h"
 
 /* A host fills the table by name. */

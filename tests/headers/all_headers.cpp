@@ -1,5 +1,6 @@
 // Every public header, included together, must compile as C++; the API
 // forwarders must have exactly the signatures of the host slots they use.
+#include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDefs.h"
 #include "VORN/VORNDisplay.h"
@@ -7,8 +8,10 @@
 #include "VORN/VORNHostHooks.h"
 #include "VORN/VORNMenus.h"
 #include "VORN/VORNNavigation.h"
+#include "VORN/VORNPlanes.h"
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNProcessing.h"
+#include "VORN/VORNScenery.h"
 #include "VORN/VORNUtilities.h"
 
 #include <type_traits>
@@ -53,6 +56,9 @@ SAME_AS_SLOT(VORNGetLanguage, GetLanguage);
 SAME_AS_SLOT(VORNDebugString, DebugString);
 SAME_AS_SLOT(VORNFindSymbol, FindSymbol);
 SAME_AS_SLOT(VORNGetElapsedTime, GetElapsedTime);
+SAME_AS_SLOT(VORNLookupObjects, LookupObjects);
+SAME_AS_SLOT(VORNDrawAircraft, DrawAircraft);
+SAME_AS_SLOT(VORNPlaceUserAtAirport, PlaceUserAtAirport);
 
 int vorn_header_check_cxx()
 {

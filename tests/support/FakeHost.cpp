@@ -97,6 +97,9 @@ float GetElapsedTime()
 void ReadCameraPosition(float* a, float* b, float* c, float* d, float* e, float* f, float* g)
 {
     Rec("ReadCameraPosition", a, b, c, d, e, f, g);
+    float* out[7] = {a, b, c, d, e, f, g};
+    for (int i = 0; i < 7; ++i)
+        *out[i] = H().cameraPosition[i];
 }
 void DrawAircraft(int i, float x, float y, float z, float p, float r, float h, int full, void* s)
 {

@@ -95,6 +95,8 @@ public:
     // Menus: CreateMenu returns 1000, 1001, ...; AppendMenuItem 1, 2, ...
     long nextHostMenu = 1000;
     int nextHostItem = 1;
+    // Camera: ReadCameraPosition writes these seven values.
+    float cameraPosition[7] = {1, 2, 3, 4, 5, 6, 7};
     // Probes: CreateProbe returns 0, 1, 2, ...
     int nextProbeIndex = 0;
 

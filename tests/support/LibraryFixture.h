@@ -4,11 +4,14 @@
 #define VORN_TEST_LIBRARY_FIXTURE_H
 
 #include "FakeHost.h"
+#include "VORNCameraInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNLoaderInternal.h"
 #include "VORNMenusInternal.h"
+#include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include <gtest/gtest.h>
@@ -32,27 +35,30 @@ protected:
     {
         host = std::make_unique<FakeHost>();
         gHooks = &host->table;
-        VORNClearPluginRegistry();
-        VORNDisplayReset();
-        VORNProcessingReset(true);
-        gButtons.clear();
-        VORNResetMenus();
-        VORNResetCommands();
-        gDispatchedPlugin = 0;
+        ResetLibrary();
         gErrors.clear();
     }
 
     void TearDown() override
     {
+        ResetLibrary();
+        gHooks = nullptr;
+        host.reset();
+    }
+
+    // Every subsystem's process-wide state back to "just loaded".
+    static void ResetLibrary()
+    {
         VORNClearPluginRegistry();
         VORNDisplayReset();
         VORNProcessingReset(true);
+        VORNResetScenery();
+        VORNResetPlanes();
+        VORNResetCamera();
         gButtons.clear();
         VORNResetMenus();
         VORNResetCommands();
         gDispatchedPlugin = 0;
-        gHooks = nullptr;
-        host.reset();
     }
 
     // Registers a plug-in record directly (no module) and returns its id.

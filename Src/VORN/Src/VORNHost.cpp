@@ -4,12 +4,15 @@
 
 #include "VORNHostInternal.h"
 
+#include "VORNCameraInternal.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
 #include "VORNMenusInternal.h"
+#include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
 #include "VORNDLLUtils.h"
@@ -114,6 +117,9 @@ int HandleEvent(int event, void* param, float elapsed)
         return 1;
     case 10:  // phase-1 flight loops
         return VORNDoFlightLoopProcessing(elapsed, 10);
+    case 1:  // the host changed its view
+        VORNReleaseCamera();
+        return 1;
     case 2:
         BroadcastFromHost(VORN_MSG_PLANE_CRASHED, nullptr);
         return 1;
@@ -160,6 +166,24 @@ VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
     return VORNNoThrow(1, [&] { return HandleEvent(event, param, elapsed); });
 }
 
+// ---- Forwarding entry points ------------------------------------------------------
+
+VORN_EXPORT int VORNCameraHook(float* p1, float* p2, float* p3, float* p4, float* p5, float* p6,
+                               float* p7)
+{
+    return VORNNoThrow(1, [&] { return VORNAdjustCamera(p1, p2, p3, p4, p5, p6, p7); });
+}
+
+VORN_EXPORT void VORNUpdatePlaneNameAndPath(int index, char* name, char* path)
+{
+    VORNHandleUpdatePlaneNameAndPath(index, name, path);
+}
+
+VORN_EXPORT int VORNGetNumberPlanesToHandle(int count, int flag)
+{
+    return VORNHandleGetNumberPlanesToHandle(count, flag);
+}
+
 // ---- Diagnostics -------------------------------------------------------------
 
 VORNUnloadObserver_f gUnloadObserver = nullptr;
@@ -177,6 +201,10 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
     inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
     inventory.flightLoops = VORNCountFlightLoopsOf(id);
     VORNCountDisplayHoldings(id, &inventory.drawCallbacks, &inventory.keySniffers);
+    inventory.probes = VORNCountProbesOwnedBy(id);
+    inventory.objects = VORNCountObjectsOwnedBy(id);
+    inventory.planes = gOwner == id ? 1 : 0;
+    inventory.camera = gIsControlled != 0 && gCurrentControlPlugin == id ? 1 : 0;
     inventory.errors = record.errorCount;
     strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
     return inventory;

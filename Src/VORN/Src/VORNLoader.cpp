@@ -3,13 +3,16 @@
 
 #include "VORNLoaderInternal.h"
 
+#include "VORNCameraInternal.h"
 #include "VORNDLLUtils.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
 #include "VORNMenusInternal.h"
+#include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 #include "VORN/VORNUtilities.h"
 
@@ -166,7 +169,8 @@ std::vector<int> LoadPluginSubfolders(const std::string& pluginFolder)
 void VORNRunDisableHooks(int id)
 {
     // display, camera, planes
-    (void)id;
+    VORNCameraDisableHook(id);
+    VORNPlaneDisableHook(id);
 }
 
 void VORNRunCleanupHooks(int id)
@@ -175,8 +179,11 @@ void VORNRunCleanupHooks(int id)
     VORNNoThrow([&] { VORNCommandCleanupHook(id); });
     VORNDisplayCleanupHook(id);
     VORNProcessingCleanupHook(id);
+    VORNCameraCleanupHook(id);
     VORNMenuCleanupHook(id);
+    VORNPlaneCleanupHook(id);
     VORNDataRefsCleanupHook(id);
+    VORNSceneryCleanupHook(id);
 }
 
 // ---- Registry ---------------------------------------------------------------

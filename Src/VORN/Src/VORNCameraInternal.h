@@ -1,0 +1,30 @@
+// VORNCameraInternal.h - which plug-in controls the camera, and how.
+#ifndef VORN_CAMERA_INTERNAL_H
+#define VORN_CAMERA_INTERNAL_H
+
+#include "VORN/VORNCamera.h"
+
+#include <cstdint>
+
+extern int32_t gIsControlled;     // a plug-in controls the camera
+extern int32_t gControlDuration;  // 1: until the host's next release
+extern VORNCameraControl_f gCurrentControlFunc;
+extern void* gCameraControlRef;
+extern int32_t gCurrentControlPlugin;  // -1: none
+
+// The host offers its camera values. Returns 0 when the controller set them,
+// 1 when the host keeps its own.
+int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, float* p6,
+                     float* p7);
+// The host changed its view: ends a control of duration 1.
+void VORNReleaseCamera();
+// Ends the control (force: whatever its duration), telling the controller.
+void VORNReleaseCameraInternal(int force);
+
+void VORNCameraDisableHook(int id);
+void VORNCameraCleanupHook(int id);
+
+// Back to the state at start (tests).
+void VORNResetCamera();
+
+#endif
