@@ -357,8 +357,10 @@ VORN_EXPORT void VORNTakeKeyboardFocus(VORNWindowID id)
         return;
     if (gFocusWindow != nullptr)
         TellFocusLost(*gFocusWindow, id);
-    if (target != nullptr && target->dead)
-        target = nullptr;  // the losing window's callback destroyed it
+    // The losing window's callback may have destroyed the target or
+    // disabled its plug-in: the host gets the keyboard instead.
+    if (target != nullptr && (target->dead || VORNIsPluginEnabled(target->owner) == 0))
+        target = nullptr;
     gFocusWindow = target;
     gHooks->TakeKeyboardFocus(target != nullptr ? 1 : 0);
 }
@@ -644,7 +646,9 @@ int MouseDown(int x, int y)
         if (w.mouseCallback == nullptr ||
             VORNCallPluginCode(0, [&] { return w.mouseCallback(&w, x, y, 1, w.refcon); }) == 0)
             return 0;
-        if (!w.dead)  // a window that destroyed itself takes no drags
+        // A window that destroyed itself, or whose callback disabled its
+        // plug-in (the disable hook has run already), takes no drags.
+        if (!w.dead && VORNIsCallable(w.owner))
             gDragWindow = &w;
         return 1;
     });

@@ -522,6 +522,13 @@ VORN_EXPORT void VORNDisablePlugin(VORNPluginID id)
     record.enabled = false;
     if (record.disable != nullptr)
         CallAsPlugin(id, [&] { record.disable(); });
+    // Plug-in code ran after the hooks began (its own callbacks told of the
+    // focus, drag or camera ending, plug-ins handed the aircraft, and its
+    // disable callback) and may have given it the focus, the camera or the
+    // aircraft again. It can no longer be called, so a second pass takes
+    // them back silently; normally it finds nothing to do.
+    if (!record.enabled)
+        VORNNoThrow([&] { VORNRunDisableHooks(id); });
 }
 
 void VORNEnableAllPlugins()

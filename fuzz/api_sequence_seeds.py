@@ -1,0 +1,171 @@
+#!/usr/bin/env python3
+"""Writes the hand-written seed programs of the API-sequence fuzzer into
+corpus/api_sequence/. The op numbers follow the Op enum in ApiSequence.cpp;
+see ApiSequence.h for the encoding. Run from anywhere; rewrites the seeds."""
+import os
+
+PLUGIN_OPS = """RegDraw UnregDraw RegSniffer UnregSniffer CreateLoop DestroyLoop ScheduleLoop
+CreateWindow DestroyWindow TakeFocus BringToFront SetVisible RegHotKey UnregHotKey CreateMenu
+DestroyMenu AppendItem RemoveItem RegHandler UnregHandler CommandBegin CommandEnd RegDataRef
+UnregDataRef ReadDataRef WriteDataRef Share Unshare WriteShared AcquirePlanes ReleasePlanes
+ControlCamera DontControlCamera CreateProbe DestroyProbe EnablePlugin DisablePlugin
+ReloadPlugins SendMessage""".split()
+HOST_OPS = """Event DrawStep MouseDown MouseDrag MouseUp KeyPress MenuPick CommandHook Unload Reload
+CameraHook CursorWheel""".split()
+OP = {name: i for i, name in enumerate(PLUGIN_OPS + HOST_OPS)}
+REGISTERS = {"RegDraw", "RegSniffer", "CreateLoop", "CreateWindow", "RegHotKey", "CreateMenu",
+             "RegHandler", "RegDataRef", "Share", "AcquirePlanes", "ControlCamera"}
+EVENT = {0: 0, 10: 1, 9: 2, 1: 3, 2: 4, 3: 5, 8: 6}
+
+
+def step(op, who=0, a=0, b=0, c=0, script=None):
+    """One step; who 0..2 is plug-in 1..3 (bit 0x40: script is the message script)."""
+    out = bytes([OP[op], who, a, b, c])
+    if op in REGISTERS or who & 0x40:
+        script = script or []
+        out += bytes([len(script)])
+        for action in script:
+            name, *args = action
+            args = list(args) + [0] * (3 - len(args))
+            out += bytes([OP[name]] + args)
+    return out
+
+
+def event(code, dt=8):
+    return step("Event", 0, EVENT[code], dt)
+
+
+SEEDS = {
+    # A flight loop that destroys itself on its first call, beside one that
+    # destroys the other plug-in's loop (refused) and registers a new loop.
+    "loops_destroy_themselves": [
+        step("CreateLoop", 0, 0, 0, 0, [("DestroyLoop", 0)]),
+        step("CreateLoop", 1, 0, 0, 0, [("DestroyLoop", 1), ("CreateLoop", 0, 0)]),
+        event(0), event(0), event(0), event(10),
+    ],
+    # Draw callbacks that unregister themselves, another plug-in's callback,
+    # and register new ones of the phase being drawn.
+    "draw_callbacks_reenter": [
+        step("RegDraw", 0, 1, 0, 0, [("UnregDraw", 0)]),
+        step("RegDraw", 1, 1, 0, 0, [("UnregDraw", 2), ("RegDraw", 1, 0)]),
+        step("RegDraw", 2, 1, 0, 0, [("DisablePlugin", 0)]),
+        step("DrawStep", 0, 19), step("DrawStep", 0, 19), step("DrawStep", 0, 19),
+    ],
+    # A window that takes the focus, and a window whose key callback (told
+    # it loses the focus) destroys itself and gives the focus to a third.
+    "focus_moves_in_callbacks": [
+        step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0), ("TakeFocus", 2)]),
+        step("CreateWindow", 1, 0, 0, 1, [("TakeFocus", 0)]),
+        step("CreateWindow", 2, 0, 0, 1),
+        step("TakeFocus", 0, 0), step("TakeFocus", 1, 1), step("KeyPress", 0, 0, 0, 1),
+        step("DisablePlugin", 1, 0), step("KeyPress", 0, 1, 0, 1),
+    ],
+    # A mouse-down taken by a window whose drag callback destroys it, and a
+    # plug-in disabled while its window is being dragged.
+    "drag_and_disable": [
+        step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0)]),
+        step("CreateWindow", 1, 9, 0, 1),
+        step("MouseDown", 0, 5, 5), step("MouseDrag", 0, 6, 6, 1), step("MouseUp", 0, 6, 6),
+        step("MouseDown", 0, 15, 15), step("DisablePlugin", 0, 2), step("MouseDrag", 0, 7, 7),
+        step("MouseUp", 0, 7, 7), step("EnablePlugin", 0, 2),
+    ],
+    # Key sniffers and hot keys that unregister themselves and each other.
+    "keys_unregister": [
+        step("RegSniffer", 0, 1, 0, 0, [("UnregSniffer", 0), ("RegHotKey", 0, 0)]),
+        step("RegHotKey", 1, 0, 0, 0, [("UnregHotKey", 0), ("UnregSniffer", 1)]),
+        step("RegHotKey", 2, 0, 0, 0, [("DisablePlugin", 0)]),
+        step("KeyPress", 0, 0, 0, 0), step("KeyPress", 0, 0, 0, 0), step("KeyPress", 0, 0, 0, 2),
+    ],
+    # Menus whose handlers destroy their own menu, remove items and append
+    # items to another plug-in's menu; then that plug-in is unloaded.
+    "menus_change_in_handlers": [
+        step("CreateMenu", 0, 0, 0, 0, [("DestroyMenu", 0)]),
+        step("AppendItem", 0, 0), step("AppendItem", 0, 0),
+        step("CreateMenu", 1, 0, 0, 0, [("RemoveItem", 0, 0), ("AppendItem", 0)]),
+        step("AppendItem", 1, 1), step("AppendItem", 2, 1),
+        step("MenuPick", 0, 1), step("MenuPick", 0, 2), step("MenuPick", 0, 4),
+        step("MenuPick", 0, 5), step("Unload", 1), step("MenuPick", 0, 6),
+    ],
+    # Command handlers that unregister themselves and register new ones for
+    # the command being dispatched; commands held across an unload.
+    "command_handlers_reenter": [
+        step("RegHandler", 0, 0, 1, 0, [("UnregHandler", 0), ("RegHandler", 0, 1)]),
+        step("RegHandler", 1, 0, 0, 0, [("UnregHandler", 1), ("CommandBegin", 0)]),
+        step("CommandHook", 0, 0, 1, 1), step("CommandHook", 0, 0, 1, 0),
+        step("CommandBegin", 2, 1), event(9), step("Unload", 2), event(9),
+    ],
+    # Data accessors read and written by others, withdrawn from inside their
+    # own accessor, and shared data whose subscribers unshare and write again.
+    "data_reenters": [
+        step("RegDataRef", 0, 0, 0, 0, [("UnregDataRef", 0)]),
+        step("RegDataRef", 1, 0), step("RegDataRef", 1, 1, 0, 0, [("WriteDataRef", 0, 3)]),
+        step("ReadDataRef", 2, 0), step("WriteDataRef", 2, 1, 5), step("ReadDataRef", 2, 0),
+        step("Share", 0, 0, 0, 0, [("Unshare", 0), ("WriteShared", 0, 9)]),
+        step("Share", 1, 0, 0, 0, [("Share", 0)]),
+        step("WriteShared", 2, 0, 1), step("WriteShared", 2, 0, 2), step("Unload", 1),
+    ],
+    # The aircraft and the camera change hands inside their callbacks.
+    "planes_and_camera": [
+        step("AcquirePlanes", 0), step("AcquirePlanes", 1, 0, 0, 0, [("ReleasePlanes",)]),
+        step("AcquirePlanes", 2, 0, 0, 0, [("DisablePlugin", 0)]),
+        step("ReleasePlanes", 0),
+        step("ControlCamera", 0, 0, 0, 1, [("ControlCamera", 1)]), step("CameraHook"),
+        step("ControlCamera", 1, 0, 0, 1), step("DisablePlugin", 1, 0), step("CameraHook"),
+        step("CreateProbe", 2), step("DestroyProbe", 0, 0), step("CreateProbe", 1),
+    ],
+    # A plug-in that asks for a reload from its flight loop, with windows,
+    # menus and loops of every plug-in around; then the new plug-ins work on.
+    "reload_from_a_callback": [
+        step("CreateWindow", 0, 0, 0, 1), step("TakeFocus", 0, 0),
+        step("CreateMenu", 1), step("RegHotKey", 2),
+        step("CreateLoop", 2, 0, 0, 0, [("ReloadPlugins",)]),
+        event(0), event(0), step("CreateLoop", 0), event(0), step("Reload"),
+        step("CreateWindow", 1), step("DrawStep", 0, 19),
+    ],
+    # Messages whose handlers disable and unload-adjacent work, and a plug-in
+    # that refuses to be enabled again.
+    "messages_and_enable": [
+        step("SendMessage", 0x40, 2, 0, 0, [("CreateWindow", 0), ("DisablePlugin", 0)]),
+        step("Event", 0, EVENT[2]), step("DisablePlugin", 0x80 | 1, 0),
+        step("EnablePlugin", 0, 2), step("Event", 0, EVENT[3]), step("Unload", 0),
+        step("Event", 0, EVENT[8]), step("EnablePlugin", 2, 1),
+    ],
+    # Findings of the fuzzer, kept as regression programs.
+    # The up event that ends a drag, delivered by the disable hook, runs the
+    # window's mouse callback, which takes the focus again.
+    "finding_up_event_retakes_focus": [
+        step("CreateWindow", 0, 0, 0, 1, [("UnregSniffer", 0)]),
+        step("CreateWindow", 1, 0, 0, 1, [("TakeFocus", 0)]),
+        step("MouseDown", 0, 0, 0), step("DisablePlugin", 1, 0), step("KeyPress", 0, 1, 0, 1),
+    ],
+    # A mouse callback that disables its own plug-in and takes the click.
+    "finding_drag_kept_by_disabled_plugin": [
+        step("CreateWindow", 1, 0, 0, 1, [("DisablePlugin", 0)]),
+        step("MouseDown", 0, 1, 0), step("MouseDrag", 0, 5, 5), step("MouseUp", 0, 5, 5),
+    ],
+    # The window losing the focus disables the plug-in of the window taking it.
+    "finding_focus_target_disabled_by_loser": [
+        step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0), ("TakeFocus", 2)]),
+        step("CreateWindow", 1, 0, 0, 1, [("TakeFocus", 0)]),
+        step("SendMessage", 0x40 | 1, 2, 0, 0, [("CreateWindow", 0), ("DisablePlugin", 0)]),
+        step("EnablePlugin", 2, 2), step("MouseDrag", 0, 0, 0, 1),
+    ],
+    # Disabling the aircraft owner hands the aircraft to a waiting plug-in,
+    # whose callback gives the focus to the owner's window.
+    "finding_aircraft_waiter_gives_focus": [
+        step("AcquirePlanes", 0), step("CreateWindow", 0, 0, 0, 14),
+        step("AcquirePlanes", 2, 0, 0, 0, [("TakeFocus", 1)]), step("DisablePlugin", 0, 0),
+    ],
+}
+
+
+def main():
+    folder = os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus", "api_sequence")
+    os.makedirs(folder, exist_ok=True)
+    for name, steps in SEEDS.items():
+        with open(os.path.join(folder, name), "wb") as out:
+            out.write(b"".join(steps))
+
+
+if __name__ == "__main__":
+    main()
