@@ -6,6 +6,7 @@
 
 #include "ApiSequence.h"
 
+#include "LibraryReset.h"
 #include "VORNCameraInternal.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
@@ -180,6 +181,7 @@ struct Rec {
     Script script;
     int depth = 0;     // how deep in scripts it was registered
     int flag = 0;      // callback result choice (consume, keep, before...)
+    int calls = 0;     // times its callback was entered
     int param = 0;     // phase, command, name or menu index by kind
     Rec* menu = nullptr;  // kItem: its menu; null for "Plugins"
 };
@@ -222,10 +224,11 @@ bool OwnerCallable(int id)
 
 // A callback of rec is being called: it must be alive, its owner callable and
 // dispatched.
-void Enter(const Rec* rec)
+void Enter(Rec* rec)
 {
     ++gCallbacks;
     Check(rec != nullptr && rec->alive, "callback of a removed record", rec ? rec->kind : -1);
+    ++rec->calls;
     Check(OwnerCallable(rec->owner), "callback of a plug-in that is disabled or unloaded",
           rec->owner);
     Check(VORNGetMyID() == rec->owner, "callback runs as another plug-in", VORNGetMyID());
@@ -736,15 +739,24 @@ void DoUnregDataRef(const Context& cx, const Action& act)
         live->alive = false;
 }
 
+// Reads and writes reach the accessor of the live publisher of the name if,
+// and only if, it can be called.
 void DoReadOrWriteDataRef(const Context& cx, const Action& act, bool write)
 {
     Rec* rec = Target(kDataRef, act.a, cx.self);
     if (rec == nullptr)
         return;
+    Rec* live = LiveDataRef(rec->param);
+    const bool expected = live != nullptr && OwnerCallable(live->owner);
+    const int before = live != nullptr ? live->calls : 0;
     if (write)
         VORNSetDatai(static_cast<VORNDataRef>(rec->handle), act.b);
     else
         VORNGetDatai(static_cast<VORNDataRef>(rec->handle));
+    // (Its script may read or write it again.)
+    if (live != nullptr)
+        Check(expected ? live->calls > before : live->calls == before, "accessor calls",
+              live->calls - before);
 }
 
 void DoShare(const Context& cx, const Action& act)
@@ -944,21 +956,6 @@ void AddPlugins()
     }
 }
 
-void ResetLibrary()
-{
-    VORNClearPluginRegistry();
-    VORNDisplayReset();
-    VORNProcessingReset(true);
-    VORNResetScenery();
-    VORNResetPlanes();
-    VORNResetCamera();
-    gButtons.clear();
-    VORNResetMenus();
-    VORNResetCommands();
-    gDispatchedPlugin = 0;
-    gScheduleReload = false;
-}
-
 void StartSession()
 {
     gHooks = &gTable;
@@ -972,7 +969,7 @@ void StartSession()
     gCallbacks = 0;
     for (PluginModel& p : gPlugins)
         p = PluginModel();
-    ResetLibrary();
+    vorntest::ResetLibraryState();
     VORNInitMenus();
     VORNRegisterHostPlugin();
     AddPlugins();
@@ -980,27 +977,27 @@ void StartSession()
 
 // ---- Checking the library against the model -------------------------------------------
 
-bool IsLiveWindow(const void* window, int* outOwner)
+// Rec of the live window with id window, or null.
+Rec* WindowRec(const void* window)
 {
-    for (const Rec& rec : gRecs) {
-        if (rec.kind == kWindow && rec.alive && rec.handle == window) {
-            *outOwner = rec.owner;
-            return true;
-        }
+    for (Rec& rec : gRecs) {
+        if (rec.kind == kWindow && rec.alive && rec.handle == window)
+            return &rec;
     }
-    return false;
+    return nullptr;
 }
 
 void CheckFocusAndDrag()
 {
-    int owner = -1;
     if (gFocusWindow != nullptr) {
-        Check(IsLiveWindow(gFocusWindow, &owner), "focus on a destroyed window");
-        Check(OwnerCallable(owner), "focus on a disabled plug-in's window", owner);
+        const Rec* rec = WindowRec(gFocusWindow);
+        Check(rec != nullptr, "focus on a destroyed window");
+        Check(OwnerCallable(rec->owner), "focus on a disabled plug-in's window", rec->owner);
     }
     if (gDragWindow != nullptr) {
-        Check(IsLiveWindow(gDragWindow, &owner), "drag by a destroyed window");
-        Check(OwnerCallable(owner), "drag by a disabled plug-in's window", owner);
+        const Rec* rec = WindowRec(gDragWindow);
+        Check(rec != nullptr, "drag by a destroyed window");
+        Check(OwnerCallable(rec->owner), "drag by a disabled plug-in's window", rec->owner);
     }
 }
 
@@ -1119,6 +1116,20 @@ bool Registers(int op)
     }
 }
 
+// At stage 1 the focus window takes every key, through its key callback.
+void KeyPress(const Action& act)
+{
+    const char key = static_cast<char>('A' + (act.a & 1));
+    const int stage = act.c % 3;
+    Rec* focus = stage == 1 ? WindowRec(gFocusWindow) : nullptr;
+    const int before = focus != nullptr ? focus->calls : 0;
+    const int result = VORNKeyPressHook(key, act.b & 1, key, stage);
+    if (focus != nullptr) {
+        Check(result == 0, "key not taken by the focus window");
+        Check(focus->calls > before, "focus window key calls", focus->calls - before);
+    }
+}
+
 void RunHostStep(int op, uint8_t who, const Action& act)
 {
     static const int kEvents[8] = {0, 10, 9, 1, 2, 3, 8, 0};
@@ -1137,9 +1148,7 @@ void RunHostStep(int op, uint8_t who, const Action& act)
         return;
     case kMouseUp: VORNMouseClickHook(act.a % 100, act.b % 100, 0); return;
     case kKeyPress:
-        VORNKeyPressHook(static_cast<char>('A' + (act.a & 1)), act.b & 1,
-                         static_cast<char>('A' + (act.a & 1)), act.c % 3);
-        return;
+        return KeyPress(act);
     case kMenuPick: VORNMenuHook(1 + act.a % (gNextHostItem > 1 ? gNextHostItem - 1 : 1)); return;
     case kCommandHook:
         VORNCommandHook(&gCommandTokens[act.a % kCommands], act.b & 1, act.b >> 1 & 1, act.c & 1);
@@ -1196,7 +1205,7 @@ void EndSession()
     for (int id = 1; id <= kPlugins; ++id)
         Unload(id);
     CheckModel();
-    ResetLibrary();
+    vorntest::ResetLibraryState();
     gHooks = nullptr;
 }
 

@@ -4,6 +4,7 @@
 #define VORN_TEST_LIBRARY_FIXTURE_H
 
 #include "FakeHost.h"
+#include "LibraryReset.h"
 #include "VORNCameraInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNHostInternal.h"
@@ -47,19 +48,7 @@ protected:
     }
 
     // Every subsystem's process-wide state back to "just loaded".
-    static void ResetLibrary()
-    {
-        VORNClearPluginRegistry();
-        VORNDisplayReset();
-        VORNProcessingReset(true);
-        VORNResetScenery();
-        VORNResetPlanes();
-        VORNResetCamera();
-        gButtons.clear();
-        VORNResetMenus();
-        VORNResetCommands();
-        gDispatchedPlugin = 0;
-    }
+    static void ResetLibrary() { ResetLibraryState(); }
 
     // Registers a plug-in record directly (no module) and returns its id.
     int AddPlugin(const std::string& name, const std::string& signature, bool enabled = true,

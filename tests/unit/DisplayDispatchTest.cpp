@@ -402,4 +402,50 @@ TEST_F(DisplayDispatchTest, AnUpThatDisablesItsOwnPluginIsDeliveredOnce)
     EXPECT_THAT(gWindowCalls, ElementsAre("w1 mouse1 5,5/1", "w1 mouse3 8,8/1"));
 }
 
+// ---- plug-ins disabled from inside window callbacks ----
+
+TEST_F(DisplayDispatchTest, AMouseDownThatDisablesItsOwnPluginTakesNoDrag)
+{
+    Open(a, w1);
+    w1.onMouse = [&](int) { VORNDisablePlugin(a); };
+    EXPECT_EQ(Click(5, 5), 0);
+    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_EQ(Click(6, 6, 2), 1);
+    EXPECT_EQ(Click(6, 6, 3), 1);
+    EXPECT_THAT(gWindowCalls, ElementsAre("w1 mouse1 5,5/1"));
+}
+
+TEST_F(DisplayDispatchTest, TheFocusDoesNotGoToAWindowWhosePluginTheLosingWindowDisabled)
+{
+    VORNWindowID mine = Open(a, w1);
+    VORNWindowID theirs = Open(b, w2, 200, 300, 300, 200);
+    VORNTakeKeyboardFocus(mine);
+    w1.onKey = [&](int losing) {
+        if (losing != 0)
+            VORNDisablePlugin(b);
+    };
+    VORNTakeKeyboardFocus(theirs);
+    EXPECT_EQ(gFocusWindow, nullptr);
+    EXPECT_THAT(host->CallsNamed("TakeKeyboardFocus"),
+                ElementsAre("TakeKeyboardFocus(1)", "TakeKeyboardFocus(0)"));
+    EXPECT_THAT(gWindowCalls, ElementsAre("w1 key 0 0 0 lose1 arg=w2/1"));
+}
+
+TEST_F(DisplayDispatchTest, AFocusTakenBackByTheUpThatEndsTheDragIsTakenAgainSilently)
+{
+    Open(a, w1);
+    Click(5, 5);
+    w1.onMouse = [&](int status) {
+        if (status == 3)
+            VORNTakeKeyboardFocus(w1.id);
+    };
+    VORNDisablePlugin(a);
+    EXPECT_EQ(gFocusWindow, nullptr);
+    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_THAT(host->CallsNamed("TakeKeyboardFocus"),
+                ElementsAre("TakeKeyboardFocus(1)", "TakeKeyboardFocus(0)"));
+    EXPECT_THAT(gWindowCalls, ElementsAre("w1 mouse1 5,5/1", "w1 mouse3 0,0/1"))
+        << "a disabled plug-in is not told that it lost the focus";
+}
+
 }  // namespace
