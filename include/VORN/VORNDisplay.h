@@ -31,11 +31,12 @@ VORN_BEGIN_DECLS
 #define VORN_DRAW_PHASE_102 102
 
 /* Called in `phase`, before the host draws it (isBefore 1) or after (0).
-   Return 0 from a "before" call to keep the host from drawing the phase. */
+   Return 0 from a "before" call to keep the host from drawing the phase.
+   A callback that throws counts as having returned 1. */
 typedef int (*VORNDrawCallback_f)(int phase, int isBefore, void* refcon);
 
 /* Called for every key press; return 0 to consume the key. flags are the
-   host's modifier and up/down bits. */
+   host's modifier and up/down bits. One that throws counts as returning 1. */
 typedef int (*VORNKeySniffer_f)(char key, int flags, char virtualKey, void* refcon);
 
 /* Registers callback for phase, before (wantsBefore 1) or after (0) the host

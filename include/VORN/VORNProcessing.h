@@ -19,7 +19,8 @@ VORN_BEGIN_DECLS
 
 /* sinceLastCall: seconds since this loop was last called (or created or
    scheduled relative to now); passTime: the host's elapsed time of this
-   pass; counter: the pass counter. Returns the next interval. */
+   pass; counter: the pass counter. Returns the next interval. A callback
+   that throws counts as having returned the interval it was called with. */
 typedef float (*VORNFlightLoop_f)(float sinceLastCall, float passTime, int counter,
                                   void* refcon);
 

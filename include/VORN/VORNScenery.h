@@ -59,7 +59,8 @@ VORN_API int VORNProbeTerrainXYZ(VORNProbeRef probe, float x, float y, float z,
 typedef void* VORNObjectRef;
 
 /* Called once when an asynchronous load ends, with the object (null when
-   it failed) and the refcon given to VORNLoadObjectAsync. */
+   it failed) and the refcon given to VORNLoadObjectAsync. If it throws, the
+   exception is logged and ignored and the object stays the plug-in's. */
 typedef void (*VORNObjectLoaded_f)(VORNObjectRef object, void* refcon);
 
 /* Called by VORNLookupObjects for each object path the host finds. */

@@ -109,7 +109,8 @@ typedef void* VORNCommandRef;
 
 /* A command handler: called with the command, the phase and its refcon.
    Returning 0 consumes the event: the handlers after it in the same list (and,
-   for a before-handler, the host itself) do not see it. */
+   for a before-handler, the host itself) do not see it. A handler that
+   throws counts as having returned 1. */
 typedef int (*VORNCommandCallback_f)(VORNCommandRef command, int phase, void* refcon);
 
 /* The command named name, or null if the host has none (or name is null). */

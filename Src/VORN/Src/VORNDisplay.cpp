@@ -160,7 +160,7 @@ int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
             continue;
         StDispatchCallback asOwner(r->owner);
         if (asOwner.valid)
-            result &= VORNNoThrow(1, [&] { return r->callback(phase, isBefore, r->refcon); });
+            result &= VORNCallPluginCode(1, [&] { return r->callback(phase, isBefore, r->refcon); });
     }
     return result;
 }
@@ -173,7 +173,7 @@ int VORNDispatchKeySniffers(char key, int flags, char virtualKey, bool beforeWin
             continue;
         StDispatchCallback asOwner(r->owner);
         if (asOwner.valid &&
-            VORNNoThrow(1, [&] { return r->callback(key, flags, virtualKey, r->refcon); }) == 0)
+            VORNCallPluginCode(1, [&] { return r->callback(key, flags, virtualKey, r->refcon); }) == 0)
             return 0;
     }
     return 1;
