@@ -126,7 +126,8 @@ VORN_API void VORNUnregisterDataAccessor(VORNDataRef ref);
    called after every write of the item (the caller's own writes included).
    The item is a data ref owned by the host, read and written with the calls
    above; its value outlives every plug-in. Returns 1, or 0 when name exists
-   with another type (nothing is done then) or name is null. */
+   with another type (nothing is done then) or name is null. Array items
+   ignore negative offsets and counts, a null source and sizes past 2 GB. */
 VORN_API int VORNShareData(const char* name, VORNDataTypeID type, VORNDataChanged_f callback,
                            void* refcon);
 

@@ -51,7 +51,9 @@ VORN_API int VORNGetCycleNumber(void);
 VORN_API VORNFlightLoopID VORNCreateFlightLoop(VORNCreateFlightLoop_t* params);
 
 /* Removes one of the caller's flight loops; the handle is dead afterwards.
-   Another plug-in's loop is reported and kept. A null handle is ignored. */
+   Another plug-in's loop is reported and kept. A null handle is ignored.
+   Handles are not looked up (this runs on the frame's path): never pass a
+   destroyed handle, here or to VORNScheduleFlightLoop. */
 VORN_API void VORNDestroyFlightLoop(VORNFlightLoopID flightLoopID);
 
 /* Sets the interval of one of the caller's loops; relativeToNow non-zero

@@ -49,7 +49,8 @@ VORN_API void VORNDestroyProbe(VORNProbeRef probe);
 /* Probes the terrain at the local point (x, y, z) into *outInfo. Returns
    VORN_PROBE_HIT_TERRAIN or VORN_PROBE_MISSED; VORN_PROBE_ERROR (host not
    asked) for a probe that is not of type VORN_PROBE_Y, a structSize other
-   than 44, or a null probe or outInfo. The handle is trusted otherwise. */
+   than 44, or a null probe or outInfo. The handle is not looked up
+   otherwise: never pass a destroyed probe. */
 VORN_API int VORNProbeTerrainXYZ(VORNProbeRef probe, float x, float y, float z,
                                  VORNProbeResult_t* outInfo);
 

@@ -49,10 +49,11 @@ VORN_API void VORNReloadScenery(void);
 /* ---- Paths and folders --------------------------------------------------- */
 
 /* Writes the simulator's root folder (ending with a separator) into out,
-   which must hold VORN_PATH_BUFFER_SIZE (512) bytes. */
+   which must hold VORN_PATH_BUFFER_SIZE (512) bytes. A null out is ignored. */
 VORN_API void VORNGetSystemPath(char* out);
 
-/* Writes the path of the simulator's preferences file into out (512 bytes). */
+/* Writes the path of the simulator's preferences file into out (512 bytes);
+   a null out is ignored. */
 VORN_API void VORNGetPrefsPath(char* out);
 
 /* The directory separator of the caller's path form: a one-character

@@ -7,6 +7,7 @@
 
 #include "../plugins/agent.h"
 #include "../plugins/hooked.h"
+#include "FreshProcess.h"
 #include "PluginRoot.h"
 #include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
@@ -442,6 +443,7 @@ TEST_F(MisbehavingTest, ACameraCallbackThatThrowsGivesUpControl)
     As(beta, [&] { VORNControlCamera(1, CameraCallback, &failing); });
     EXPECT_EQ(VORNCameraHook(&p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6]), 0);
     EXPECT_EQ(p[0], 100.0f);
+    VORNDontControlCamera();  // its refcon lives on this test's stack
 }
 
 // Planes available: nothing to return; the next waiting plug-in is called.
@@ -655,6 +657,11 @@ int SnifferCallback(char, int, char, void* refcon)
 
 TEST_F(MisbehavingTest, WhatAPluginNeverReleasedIsFreedAtUnloadAndNeverCalledAgain)
 {
+    // The probe's host index stays with the library for the whole process.
+    if (!InFreshProcess()) {
+        RerunInFreshProcess();
+        return;
+    }
     gLeftovers.clear();
     StartAll();
     VORNSetUnloadObserver(RecordLeftover);

@@ -160,7 +160,8 @@ int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
             continue;
         StDispatchCallback asOwner(r->owner);
         if (asOwner.valid)
-            result &= VORNCallPluginCode(1, [&] { return r->callback(phase, isBefore, r->refcon); });
+            result &= VORNCallPluginCode(
+                1, [&] { return r->callback(phase, isBefore, r->refcon); });
     }
     return result;
 }
@@ -172,8 +173,11 @@ int VORNDispatchKeySniffers(char key, int flags, char virtualKey, bool beforeWin
         if (r->dead || (r->beforeWindows != 0) != beforeWindows)
             continue;
         StDispatchCallback asOwner(r->owner);
-        if (asOwner.valid &&
-            VORNCallPluginCode(1, [&] { return r->callback(key, flags, virtualKey, r->refcon); }) == 0)
+        if (!asOwner.valid)
+            continue;
+        const int passOn =
+            VORNCallPluginCode(1, [&] { return r->callback(key, flags, virtualKey, r->refcon); });
+        if (passOn == 0)
             return 0;
     }
     return 1;
