@@ -321,6 +321,28 @@ VORN_API int VORNMenuItemEnabled(long hostMenu, int position);
    Returns 0 when a plug-in handler consumed the event, else 1. */
 VORN_API int VORNCommandHook(void* command, int isStart, int isEnd, int before);
 
+/* Host drawing step 1 to 26 (reflectionFlag 1 while drawing reflections):
+   runs the plug-ins' drawing for it; step 20 also draws the plug-in windows.
+   Returns 0 when the host must not draw the step itself, else 1. */
+VORN_API int VORNDoDrawingHook(int step, int reflectionFlag);
+
+/* Mouse button down (isDown non-zero) or up at (x, y). Returns 0 when a
+   plug-in window consumed it, 1 when the host should handle it. */
+VORN_API int VORNMouseClickHook(int x, int y, int isDown);
+
+/* A key, offered in three stages: 0 before the windows (key sniffers, hot
+   keys), 1 to the window with keyboard focus, 2 after the windows. Returns 0
+   when consumed; the host stops at that stage. */
+VORN_API int VORNKeyPressHook(char key, int flags, char virtualKey, int stage);
+
+/* The cursor status wanted by the front-most plug-in window under (x, y)
+   that sets one, 0 when none does. */
+VORN_API int VORNCursorHook(int x, int y);
+
+/* A scroll-wheel event at (x, y). Returns 0 when a plug-in window
+   consumed it, else 1. */
+VORN_API int VORNScrollWheelHook(int x, int y, int wheel, int clicks);
+
 VORN_END_DECLS
 
 #endif /* VORN_HOST_HOOKS_H */

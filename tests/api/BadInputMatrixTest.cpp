@@ -240,6 +240,17 @@ public:
         return ref;
     }
 
+    // A visible window over (0, 0)-(100, 100) owned by id, without callbacks.
+    VORNWindowID Window(int id)
+    {
+        VORNWindowID window = nullptr;
+        As(id, [&] {
+            return S(window = VORNCreateWindow(0, 100, 100, 0, 1, nullptr, nullptr, nullptr,
+                                               nullptr));
+        });
+        return window;
+    }
+
     VORNProbeRef Probe(int id)
     {
         VORNProbeRef probe = nullptr;
@@ -551,6 +562,204 @@ const std::vector<Row>& Rows()
           "1"),
         R("VORNUnregisterKeySniffer", "never registered",
           AS_A(VORNUnregisterKeySniffer(NoSniff, 0, nullptr)), "0"),
+
+        // ---- Windows, hot keys and the display entry points ---------------------------
+        R("VORNCreateWindow", "inverted geometry, no callbacks",
+          [](Matrix& m) {
+              return m.As(m.a, [] {
+                  VORNWindowID w = VORNCreateWindow(100, 0, 0, 100, 1, nullptr, nullptr, nullptr,
+                                                    nullptr);
+                  int left = 0, top = 0;
+                  VORNGetWindowGeometry(w, &left, &top, nullptr, nullptr);
+                  return Cat({S(w), " ", S(left), S(top), S(VORNIsWindowInFront(w))});
+              });
+          },
+          "handle 10001"),
+        R("VORNCreateWindowEx", "null params and wrong structSize",
+          [](Matrix& m) {
+              return m.As(m.a, [] {
+                  VORNCreateWindow_t params = {};
+                  params.structSize = sizeof params - 8;
+                  return Cat({S(VORNCreateWindowEx(nullptr)), S(VORNCreateWindowEx(&params))});
+              });
+          },
+          "nullnull"),
+        R("VORNDestroyWindow", "null, unknown, mid-record, destroyed twice, another plug-in's",
+          [](Matrix& m) {
+              VORNWindowID theirs = m.Window(m.b);
+              int unknown = 0;
+              return m.As(m.a, [&] {
+                  VORNDestroyWindow(nullptr);
+                  VORNDestroyWindow(&unknown);
+                  VORNDestroyWindow(static_cast<char*>(theirs) + 1);
+                  const std::string before = S(VORNGetWindowIsVisible(theirs));
+                  VORNDestroyWindow(theirs);
+                  VORNDestroyWindow(theirs);
+                  return Cat({before, S(VORNGetWindowIsVisible(theirs)),
+                              S(VORNIsWindowInFront(theirs))});
+              });
+          },
+          "100"),
+        R("VORNTakeKeyboardFocus", "unknown and destroyed ids give it to the host",
+          [](Matrix& m) {
+              VORNWindowID mine = m.Window(m.a);
+              int unknown = 0;
+              m.Mark();
+              return m.As(m.a, [&] {
+                  VORNTakeKeyboardFocus(mine);
+                  VORNTakeKeyboardFocus(&unknown);
+                  VORNDestroyWindow(mine);
+                  VORNTakeKeyboardFocus(mine);
+                  return S(VORNKeyPressHook('k', 0, 'K', 1));
+              });
+          },
+          "1 | host: TakeKeyboardFocus(1); TakeKeyboardFocus(0)*"),
+        R("VORNTakeKeyboardFocus", "a window of a disabled plug-in cannot take it",
+          [](Matrix& m) {
+              VORNWindowID theirs = m.Window(m.b);
+              VORNDisablePlugin(m.b);
+              m.Mark();
+              m.As(m.a, [&] { VORNTakeKeyboardFocus(theirs); return kDone; });
+              return S(VORNKeyPressHook('k', 0, 'K', 1));
+          },
+          "1*"),
+        R("VORNGetWindowGeometry", "unknown id writes nothing; null outs",
+          [](Matrix& m) {
+              int unknown = 0;
+              int left = 42, top = 42, right = 42, bottom = 42;
+              VORNGetWindowGeometry(&unknown, &left, &top, &right, &bottom);
+              VORNGetWindowGeometry(m.Window(m.a), nullptr, nullptr, nullptr, nullptr);
+              return Cat({S(left), S(top), S(right), S(bottom)});
+          },
+          "42424242"),
+        R("VORNSetWindowGeometry", "unknown id; stored unchecked",
+          [](Matrix& m) {
+              int unknown = 0;
+              VORNWindowID w = m.Window(m.a);
+              VORNSetWindowGeometry(&unknown, 1, 2, 3, 4);
+              VORNSetWindowGeometry(w, 1 << 30, -(1 << 30), -5, 5);
+              int left = 0, top = 0, right = 0, bottom = 0;
+              VORNGetWindowGeometry(w, &left, &top, &right, &bottom);
+              return Cat({S(left), " ", S(top), " ", S(right), " ", S(bottom), " ",
+                          S(VORNMouseClickHook(0, 0, 1))});
+          },
+          "1073741824 -1073741824 -5 5 1"),
+        R("VORNGetWindowIsVisible", "null and unknown", [](Matrix&) {
+              int unknown = 0;
+              return S(VORNGetWindowIsVisible(nullptr) + VORNGetWindowIsVisible(&unknown));
+          },
+          "0"),
+        R("VORNSetWindowIsVisible", "unknown id; a value other than 1 is kept",
+          [](Matrix& m) {
+              int unknown = 0;
+              VORNWindowID w = m.Window(m.a);
+              VORNSetWindowIsVisible(&unknown, 0);
+              VORNSetWindowIsVisible(w, -3);
+              return S(VORNGetWindowIsVisible(w));
+          },
+          "-3"),
+        R("VORNGetWindowRefCon", "null and unknown", [](Matrix&) {
+              int unknown = 0;
+              return Cat({S(VORNGetWindowRefCon(nullptr)), S(VORNGetWindowRefCon(&unknown))});
+          },
+          "nullnull"),
+        R("VORNSetWindowRefCon", "unknown id", [](Matrix&) {
+              int unknown = 0;
+              VORNSetWindowRefCon(&unknown, &unknown);
+              return S(VORNGetWindowRefCon(&unknown));
+          },
+          "null"),
+        R("VORNBringWindowToFront", "null and unknown; another plug-in's window",
+          [](Matrix& m) {
+              VORNWindowID theirs = m.Window(m.b);
+              VORNWindowID mine = m.Window(m.a);
+              int unknown = 0;
+              return m.As(m.a, [&] {
+                  VORNBringWindowToFront(nullptr);
+                  VORNBringWindowToFront(&unknown);
+                  const std::string before = S(VORNIsWindowInFront(mine));
+                  VORNBringWindowToFront(theirs);
+                  return Cat({before, S(VORNIsWindowInFront(theirs)), S(VORNIsWindowInFront(mine))});
+              });
+          },
+          "110"),
+        R("VORNIsWindowInFront", "null, unknown, hidden", [](Matrix& m) {
+              VORNWindowID w = m.Window(m.a);
+              VORNSetWindowIsVisible(w, 0);
+              int unknown = 0;
+              return S(VORNIsWindowInFront(nullptr) + VORNIsWindowInFront(&unknown) +
+                       VORNIsWindowInFront(w));
+          },
+          "0"),
+        R("VORNGetScreenSize", "null outs go to the host", VOID(VORNGetScreenSize(nullptr, nullptr)),
+          "done | host: GetScreenSize(null, null)"),
+        R("VORNGetMouseLocation", "null outs go to the host",
+          VOID(VORNGetMouseLocation(nullptr, nullptr)), "done | host: GetMouseLocation(null, null, 1)"),
+        R("VORNRegisterHotKey", "null description and callback: it still takes its key",
+          [](Matrix& m) {
+              VORNHotKeyID hotKey = nullptr;
+              m.As(m.a, [&] { return S(hotKey = VORNRegisterHotKey('H', 0, nullptr, nullptr,
+                                                                    nullptr)); });
+              char description[VORN_PATH_BUFFER_SIZE] = "x";
+              VORNGetHotKeyInfo(hotKey, nullptr, nullptr, description, nullptr);
+              return Cat({S(hotKey), S(description), S(VORNKeyPressHook('h', 0, 'H', 0))});
+          },
+          "handle\"\"0"),
+        R("VORNUnregisterHotKey", "null, unknown, mid-record, twice, another plug-in's",
+          [](Matrix& m) {
+              VORNHotKeyID theirs = nullptr;
+              m.As(m.b, [&] { return S(theirs = VORNRegisterHotKey('H', 0, "b", nullptr,
+                                                                   nullptr)); });
+              int unknown = 0;
+              return m.As(m.a, [&] {
+                  VORNUnregisterHotKey(nullptr);
+                  VORNUnregisterHotKey(&unknown);
+                  VORNUnregisterHotKey(static_cast<char*>(theirs) + 1);
+                  const std::string before = S(VORNCountHotKeys());
+                  VORNUnregisterHotKey(theirs);
+                  VORNUnregisterHotKey(theirs);
+                  return Cat({before, S(VORNCountHotKeys())});
+              });
+          },
+          "10"),
+        R("VORNCountHotKeys", "none", CALL(VORNCountHotKeys()), "0"),
+        R("VORNGetNthHotKey", "negative, at and past the count",
+          CALL(VORNGetNthHotKey(-1) == nullptr && VORNGetNthHotKey(0) == nullptr &&
+               VORNGetNthHotKey(1 << 30) == nullptr),
+          "1"),
+        R("VORNGetHotKeyInfo", "unknown id writes nothing; null outs", [](Matrix& m) {
+              int unknown = 0;
+              char key = 'x';
+              int flags = 42;
+              VORNPluginID owner = 42;
+              VORNGetHotKeyInfo(&unknown, &key, &flags, nullptr, &owner);
+              VORNHotKeyID mine = nullptr;
+              m.As(m.a, [&] { return S(mine = VORNRegisterHotKey('H', 0, "a", nullptr, nullptr)); });
+              VORNGetHotKeyInfo(mine, nullptr, nullptr, nullptr, nullptr);
+              VORNGetHotKeyInfo(mine, nullptr, nullptr, nullptr, &owner);
+              return Cat({std::string(1, key), S(flags), S(owner)});
+          },
+          "x421"),
+        R("VORNSetHotKeyCombination", "null and unknown ids", [](Matrix&) {
+              int unknown = 0;
+              VORNSetHotKeyCombination(nullptr, 'A', 0);
+              VORNSetHotKeyCombination(&unknown, 'A', 0);
+              return S(VORNKeyPressHook('a', 0, 'A', 0));
+          },
+          "1"),
+        R("VORNDoDrawingHook", "steps outside 1..26", CALL(VORNDoDrawingHook(0, 0) +
+                                                            VORNDoDrawingHook(27, 1) +
+                                                            VORNDoDrawingHook(-1, -1)),
+          "3"),
+        R("VORNMouseClickHook", "an up without a down; far outside the screen",
+          CALL(VORNMouseClickHook(5, 5, 0) + VORNMouseClickHook(-(1 << 30), 1 << 30, 1)), "2"),
+        R("VORNKeyPressHook", "stages outside 0..2; an empty key",
+          CALL(VORNKeyPressHook('k', 0, 'K', -1) + VORNKeyPressHook('k', 0, 'K', 3) +
+               VORNKeyPressHook(0, 0, 0, 0)),
+          "3"),
+        R("VORNCursorHook", "no window anywhere", CALL(VORNCursorHook(-1, 1 << 30)), "0"),
+        R("VORNScrollWheelHook", "no window; odd values",
+          CALL(VORNScrollWheelHook(0, 0, -1, -(1 << 30))), "1"),
 
         // ---- Data refs ----------------------------------------------------------------------
         R("VORNFindDataRef", "null and unknown names",

@@ -513,6 +513,204 @@ TEST_F(MisbehavingTest, AnErrorCallbackThatThrowsDoesNotStopTheReportingCall)
     EXPECT_THAT(gSeen.back(), "loop@1");
 }
 
+// ---- Display: draw callbacks, key sniffers, windows and hot keys ---------------
+
+int DrawThrough(int, int, void* refcon)
+{
+    static_cast<Act*>(refcon)->Do();
+    return 0;  // keep the host from drawing, unless it threw
+}
+
+int SniffThrough(char, int, char, void* refcon)
+{
+    static_cast<Act*>(refcon)->Do();
+    return 0;  // consume the key, unless it threw
+}
+
+void WindowDraw(VORNWindowID, void* refcon)
+{
+    static_cast<Act*>(refcon)->Do();
+}
+
+int WindowMouse(VORNWindowID, int, int, int status, void* refcon)
+{
+    auto* act = static_cast<Act*>(refcon);
+    See(act->name + " mouse " + std::to_string(status));
+    if (act->fails)
+        Throw();
+    return 1;
+}
+
+void WindowKey(VORNWindowID, char key, int, char, void* refcon, int losingFocus)
+{
+    auto* act = static_cast<Act*>(refcon);
+    See(act->name + " key " + (losingFocus != 0 ? std::string("lost") : std::string(1, key)));
+    if (act->fails && losingFocus == 0)
+        Throw();
+}
+
+int WindowCursor(VORNWindowID, int, int, void* refcon)
+{
+    auto* act = static_cast<Act*>(refcon);
+    See(act->name + " cursor");
+    if (act->fails)
+        Throw();
+    return 2;
+}
+
+int WindowWheel(VORNWindowID, int, int, int, int clicks, void* refcon)
+{
+    auto* act = static_cast<Act*>(refcon);
+    See(act->name + " wheel " + std::to_string(clicks));
+    if (act->fails)
+        Throw();
+    return 1;
+}
+
+void HotKeyCallback(void* refcon)
+{
+    static_cast<Act*>(refcon)->Do();
+}
+
+class MisbehavingDisplayTest : public MisbehavingTest {
+protected:
+    // A visible window over (0, 0)-(100, 100) owned by id, every callback on act.
+    VORNWindowID Window(int id, Act& act)
+    {
+        VORNWindowID window = nullptr;
+        As(id, [&] {
+            VORNCreateWindow_t params = {sizeof params, 0,           100,          100,
+                                         0,             1,           WindowDraw,   WindowMouse,
+                                         WindowKey,     WindowCursor, WindowWheel, &act};
+            window = VORNCreateWindowEx(&params);
+        });
+        return window;
+    }
+
+    void ExpectOneWarningFor(const std::string& name)
+    {
+        EXPECT_THAT(host->debugWrites, ::testing::ElementsAreArray(Threw(name)));
+        EXPECT_EQ(VORNGetMyID(), 0);
+        host->ClearRecord();
+    }
+};
+
+// Draw callback: counts as 1, so the host still draws the step.
+TEST_F(MisbehavingDisplayTest, ADrawCallbackThatThrowsLetsTheHostDraw)
+{
+    StartAll();
+    Act failing{"draw", true}, fine{"other"};
+    As(alpha, [&] { VORNRegisterDrawCallback(DrawThrough, 0, 1, &failing); });
+    EXPECT_EQ(VORNDoDrawingHook(1, 0), 1);
+    ExpectOneWarningFor("alpha");
+    As(beta, [&] { VORNRegisterDrawCallback(DrawThrough, 0, 1, &fine); });
+    EXPECT_EQ(VORNDoDrawingHook(1, 0), 0) << "a working callback still keeps the host out";
+    EXPECT_THAT(gSeen, ElementsAre("draw@1", "other@2", "draw@1"));
+}
+
+// Key sniffer: counts as 1, so the key goes on to the windows and the host.
+TEST_F(MisbehavingDisplayTest, AKeySnifferThatThrowsLetsTheKeyGoOn)
+{
+    StartAll();
+    Act failing{"sniff", true};
+    As(alpha, [&] { VORNRegisterKeySniffer(SniffThrough, 1, &failing); });
+    EXPECT_EQ(VORNKeyPressHook('k', 0, 'K', 0), 1);
+    ExpectOneWarningFor("alpha");
+    EXPECT_THAT(gSeen, ElementsAre("sniff@1"));
+}
+
+// Window drawing: nothing to return; the windows in front are still drawn.
+TEST_F(MisbehavingDisplayTest, AWindowThatThrowsWhileDrawingDoesNotHideTheOthers)
+{
+    StartAll();
+    Act back{"back", true}, front{"front"};
+    Window(alpha, back);
+    Window(beta, front);
+    EXPECT_EQ(VORNDoDrawingHook(20, 0), 1);
+    EXPECT_THAT(gSeen, ElementsAre("back@1", "front@2"));
+    ExpectOneWarningFor("alpha");
+}
+
+// Mouse: a down counts as 0, so it falls through to the window behind.
+TEST_F(MisbehavingDisplayTest, AMouseDownThatThrowsFallsThroughToTheWindowBehind)
+{
+    StartAll();
+    Act back{"back"}, front{"front", true};
+    Window(beta, back);
+    Window(alpha, front);
+    EXPECT_EQ(VORNMouseClickHook(10, 10, 1), 0);
+    ExpectOneWarningFor("alpha");
+    EXPECT_EQ(VORNMouseClickHook(10, 10, 0), 0) << "the window behind took the drag";
+    EXPECT_THAT(gSeen, ElementsAre("front mouse 1@1", "back mouse 1@2", "back mouse 3@2"));
+}
+
+// Mouse: a drag or up that throws is still delivered as consumed.
+TEST_F(MisbehavingDisplayTest, AMouseUpThatThrowsEndsTheDragAllTheSame)
+{
+    StartAll();
+    Act window{"w"};
+    Window(alpha, window);
+    EXPECT_EQ(VORNMouseClickHook(10, 10, 1), 0);
+    window.fails = true;
+    EXPECT_EQ(VORNMouseClickHook(50, 50, 0), 0);
+    ExpectOneWarningFor("alpha");
+    EXPECT_EQ(VORNMouseClickHook(50, 50, 0), 1) << "no drag window any more";
+}
+
+// Key to the focus window: the focus window takes every key, throw or not.
+TEST_F(MisbehavingDisplayTest, AFocusWindowThatThrowsOnAKeyKeepsTheFocus)
+{
+    StartAll();
+    Act act{"w", true};
+    VORNWindowID window = Window(alpha, act);
+    As(alpha, [&] { VORNTakeKeyboardFocus(window); });
+    EXPECT_EQ(VORNKeyPressHook('a', 0, 'A', 1), 0);
+    ExpectOneWarningFor("alpha");
+    EXPECT_EQ(VORNKeyPressHook('b', 0, 'B', 1), 0);
+    ExpectOneWarningFor("alpha");
+    VORNTakeKeyboardFocus(nullptr);
+    EXPECT_THAT(gSeen, ElementsAre("w key a@1", "w key b@1", "w key lost@1"));
+}
+
+// Cursor: counts as 0, so the window behind decides.
+TEST_F(MisbehavingDisplayTest, ACursorCallbackThatThrowsLetsTheWindowBehindDecide)
+{
+    StartAll();
+    Act back{"back"}, front{"front", true};
+    Window(beta, back);
+    Window(alpha, front);
+    EXPECT_EQ(VORNCursorHook(10, 10), 2);
+    ExpectOneWarningFor("alpha");
+    EXPECT_THAT(gSeen, ElementsAre("front cursor@1", "back cursor@2"));
+}
+
+// Wheel: counts as 0, so the window behind may take it.
+TEST_F(MisbehavingDisplayTest, AWheelCallbackThatThrowsLetsTheWindowBehindTakeIt)
+{
+    StartAll();
+    Act back{"back"}, front{"front", true};
+    Window(beta, back);
+    Window(alpha, front);
+    EXPECT_EQ(VORNScrollWheelHook(10, 10, 0, 3), 0);
+    ExpectOneWarningFor("alpha");
+    EXPECT_THAT(gSeen, ElementsAre("front wheel 3@1", "back wheel 3@2"));
+}
+
+// Hot key: nothing to return; the key counts as taken by the hot key.
+TEST_F(MisbehavingDisplayTest, AHotKeyThatThrowsStillTakesTheKey)
+{
+    StartAll();
+    Act failing{"hot", true};
+    VORNHotKeyID hotKey = nullptr;
+    As(alpha, [&] { hotKey = VORNRegisterHotKey('H', 0, "hot", HotKeyCallback, &failing); });
+    EXPECT_EQ(VORNKeyPressHook('h', 0, 'H', 0), 0);
+    ExpectOneWarningFor("alpha");
+    VORNUnregisterHotKey(hotKey);
+    EXPECT_EQ(VORNKeyPressHook('h', 0, 'H', 0), 1);
+    EXPECT_EQ(VORNCountHotKeys(), 0);
+    EXPECT_THAT(gSeen, ElementsAre("hot@1"));
+}
+
 // ---- Removals in the middle of a dispatch -------------------------------------
 
 TEST_F(MisbehavingTest, AFlightLoopThatDestroysItselfIsNotCalledAgain)

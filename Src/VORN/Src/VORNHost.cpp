@@ -65,9 +65,9 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
-    VORNInitMenus();
-    PublishBuildString();
     VORNNoThrow([&] {
+        VORNInitMenus();
+        PublishBuildString();
         VORNFindAndLoadPlugins(systemPath);
         VORNEnableAllPlugins();
     });
@@ -112,11 +112,6 @@ int HandleEvent(int event, void* param, float elapsed)
     case 0:  // a simulation step: held buttons, then phase-0 flight loops
         VORNDoRepeatedButtons();
         return VORNDoFlightLoopProcessing(elapsed, 0);
-    case 9:  // held commands go on
-        VORNCommandRepeatHook();
-        return 1;
-    case 10:  // phase-1 flight loops
-        return VORNDoFlightLoopProcessing(elapsed, 10);
     case 1:  // the host changed its view
         VORNReleaseCamera();
         return 1;
@@ -144,6 +139,11 @@ int HandleEvent(int event, void* param, float elapsed)
             VORNUnloadAcfPlugin();
         }
         return 1;
+    case 9:  // held commands go on
+        VORNCommandRepeatHook();
+        return 1;
+    case 10:  // phase-1 flight loops
+        return VORNDoFlightLoopProcessing(elapsed, 10);
     case 11:
         BroadcastFromHost(VORN_MSG_WILL_WRITE_PREFS, nullptr);
         return 1;
@@ -200,7 +200,7 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
     inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
     inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
     inventory.flightLoops = VORNCountFlightLoopsOf(id);
-    VORNCountDisplayHoldings(id, &inventory.drawCallbacks, &inventory.keySniffers);
+    VORNCountDisplayHoldings(id, &inventory);
     inventory.probes = VORNCountProbesOwnedBy(id);
     inventory.objects = VORNCountObjectsOwnedBy(id);
     inventory.planes = gOwner == id ? 1 : 0;
@@ -256,4 +256,31 @@ VORN_EXPORT int VORNMenuItemEnabled(long hostMenu, int position)
 VORN_EXPORT int VORNCommandHook(void* command, int isStart, int isEnd, int before)
 {
     return VORNNoThrow(1, [&] { return VORNDispatchCommandHook(command, isStart, isEnd, before); });
+}
+
+// ---- Display forwarders -----------------------------------------------------------
+
+VORN_EXPORT int VORNDoDrawingHook(int step, int reflectionFlag)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayDoDrawingHook(step, reflectionFlag); });
+}
+
+VORN_EXPORT int VORNMouseClickHook(int x, int y, int isDown)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayMouseClickHook(x, y, isDown != 0 ? 1 : 3); });
+}
+
+VORN_EXPORT int VORNKeyPressHook(char key, int flags, char virtualKey, int stage)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayKeyPressHook(key, flags, virtualKey, stage); });
+}
+
+VORN_EXPORT int VORNCursorHook(int x, int y)
+{
+    return VORNNoThrow(0, [&] { return VORNDisplayCursorHook(x, y); });
+}
+
+VORN_EXPORT int VORNScrollWheelHook(int x, int y, int wheel, int clicks)
+{
+    return VORNNoThrow(1, [&] { return VORNDisplayScrollWheelHook(x, y, wheel, clicks); });
 }

@@ -5,8 +5,10 @@
 #include "VORN/VORNHostHooks.h"
 
 // The host hook table, stored by VORNInitializePlugins and never changed
-// afterwards. Null before the host has started the library.
-extern VORNHostHooks* gHooks;
+// afterwards. Null before the host has started the library. Declared hidden
+// so that every forwarder reads it with one PC-relative load instead of going
+// through the GOT.
+extern __attribute__((visibility("hidden"))) VORNHostHooks* gHooks;
 // The host's context pointer; stored, never read.
 extern void* gSelf;
 // The directory separator used by the library's own path building.

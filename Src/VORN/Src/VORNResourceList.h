@@ -38,7 +38,10 @@ class VORNResourceList {
     static_assert(std::is_base_of<VORNResource_t, T>::value, "records start with VORNResource_t");
 
 public:
-    VORNResourceList() = default;
+    // onUnlink, if given, is told of every record as it leaves the list (just
+    // before it is freed or set aside until the walks end), for registries
+    // that index their records beside the list.
+    explicit VORNResourceList(void (*onUnlink)(T*) = nullptr) : mOnUnlink(onUnlink) {}
     VORNResourceList(const VORNResourceList&) = delete;
     VORNResourceList& operator=(const VORNResourceList&) = delete;
 
@@ -73,6 +76,15 @@ public:
         mHead = node;
     }
 
+    // Moves a live record to the front (window z-order). A walk following
+    // next links could then meet records twice; the window walks therefore
+    // go over a snapshot of the order taken when they begin.
+    void MoveToFront(T* node)
+    {
+        Unlink(node);
+        PushFront(node);
+    }
+
     void BeginIterate() { ++mDepth; }
 
     void EndIterate()
@@ -93,6 +105,7 @@ public:
             return false;  // already queued, or waiting to be freed
         if (!deferred) {
             Unlink(node);
+            Forget(node);
             delete node;
         } else {
             node->dead = true;
@@ -151,10 +164,17 @@ private:
         while (VORNResource_t* node = mKillList) {
             mKillList = node->killLink;
             Unlink(node);
+            Forget(node);
             node->killLink = mGraveyard;
             mGraveyard = node;
         }
         mPurgePending = false;
+    }
+
+    void Forget(VORNResource_t* node)
+    {
+        if (mOnUnlink != nullptr)
+            mOnUnlink(static_cast<T*>(node));
     }
 
     void FreeGraveyard()
@@ -170,6 +190,7 @@ private:
     int32_t mDepth = 0;
     bool mPurgePending = false;
     VORNResource_t* mGraveyard = nullptr;  // unlinked, freed when the depth is 0
+    void (*mOnUnlink)(T*) = nullptr;
 };
 
 // Keeps one iteration of a list open for the scope, on every path out.
