@@ -161,6 +161,7 @@ const int kNames = 4;  // data-ref and shared-data names
 const int kMaxCallDepth = 6;
 const int kMaxScriptDepth = 2;
 const size_t kMaxRecs = 256;  // records registered per program
+const int kMaxScriptRuns = 5000;  // callback scripts run per program
 int gCommandTokens[kCommands];
 
 struct Action {
@@ -211,6 +212,7 @@ std::deque<Rec> gRecs;  // stable addresses: they are the refcons
 PluginModel gPlugins[kPlugins + 1];
 int gCallDepth = 0;
 int gCallbacks = 0;
+int gScriptRuns = 0;
 
 std::string Name(const char* prefix, int index)
 {
@@ -430,11 +432,16 @@ int CameraCB(VORNCameraPositionRecord*, int losing, void* refcon)
     return losing != 0 ? 0 : rec->flag & 1;
 }
 
+// The model learns of enabling, disabling and unloading the way a plug-in
+// does, through its entry points: the library also calls them on its own
+// (a reload disables and unloads everyone).
 int EnableCB()
 {
     const int id = VORNGetMyID();
     Check(id >= 1 && id <= kPlugins && !gPlugins[id].unloaded, "enable of an unloaded plug-in", id);
-    return gPlugins[id].refuseEnable ? 0 : 1;
+    Check(!gPlugins[id].enabled, "enable of an enabled plug-in", id);
+    gPlugins[id].enabled = !gPlugins[id].refuseEnable;
+    return gPlugins[id].enabled ? 1 : 0;
 }
 
 void DisableCB()
@@ -442,12 +449,16 @@ void DisableCB()
     const int id = VORNGetMyID();
     Check(id >= 1 && id <= kPlugins && !gPlugins[id].unloaded, "disable of an unloaded plug-in",
           id);
+    Check(gPlugins[id].enabled, "disable of a disabled plug-in", id);
+    gPlugins[id].enabled = false;
 }
 
 void StopCB()
 {
     const int id = VORNGetMyID();
     Check(id >= 1 && id <= kPlugins && !gPlugins[id].unloaded, "stop of an unloaded plug-in", id);
+    Check(!gPlugins[id].enabled, "stop of an enabled plug-in", id);
+    gPlugins[id].unloaded = true;
 }
 
 void ReceiveCB(VORNPluginID, int, void*)
@@ -826,16 +837,14 @@ int PluginArg(const Context& cx, uint8_t arg)
 void DoEnable(int id)
 {
     const int result = VORNEnablePlugin(id);
-    PluginModel& p = gPlugins[id];
-    if (!p.unloaded && !p.enabled && !p.refuseEnable)
-        p.enabled = true;
-    Check(result == (p.enabled ? 1 : 0), "enable result", result);
+    const PluginModel& p = gPlugins[id];
+    Check(result == (p.enabled && !p.unloaded ? 1 : 0), "enable result", result);
 }
 
 void DoDisable(int id)
 {
     VORNDisablePlugin(id);
-    gPlugins[id].enabled = false;
+    Check(!gPlugins[id].enabled, "still enabled after a disable", id);
 }
 
 bool Registers(int op);
@@ -900,8 +909,11 @@ void RunPluginAction(const Context& cx, const Action& act)
 
 void RunActions(int id, Rec* self, const Script& script, int depth)
 {
-    if (gCallDepth >= kMaxCallDepth)
+    // Scripts that write what their own subscribers watch fan out at every
+    // level: both the depth and the total number of runs are bounded.
+    if (gCallDepth >= kMaxCallDepth || gScriptRuns >= kMaxScriptRuns)
         return;
+    ++gScriptRuns;
     ++gCallDepth;
     const Context cx{id, self, &script, depth + 1};
     // A copy: an action may end the plug-in's model (a reload) mid-script.
@@ -967,6 +979,7 @@ void StartSession()
     gRecs.clear();
     gCallDepth = 0;
     gCallbacks = 0;
+    gScriptRuns = 0;
     for (PluginModel& p : gPlugins)
         p = PluginModel();
     vorntest::ResetLibraryState();
@@ -1065,7 +1078,7 @@ void Unload(int id)
         return;
     DoDisable(id);
     UnloadOnePlugin(id);
-    gPlugins[id].unloaded = true;
+    Check(gPlugins[id].unloaded, "unloaded without being stopped", id);
     gPlugins[id].held.clear();
     for (Rec& rec : gRecs) {
         // Items it put into other plug-ins' menus stay there.

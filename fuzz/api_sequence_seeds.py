@@ -156,6 +156,18 @@ SEEDS = {
         step("AcquirePlanes", 0), step("CreateWindow", 0, 0, 0, 14),
         step("AcquirePlanes", 2, 0, 0, 0, [("TakeFocus", 1)]), step("DisablePlugin", 0, 0),
     ],
+    # The camera callback, told it loses control because its plug-in is being
+    # disabled, disables the plug-in again: the disable callback ran twice.
+    "finding_disable_from_a_farewell_callback": [
+        step("ControlCamera", 0x40, 2, 0, 0, [("CreateWindow", 0), ("DisablePlugin", 0)]),
+        step("Event", 0, EVENT[8]), step("EnablePlugin", 2, 0),
+    ],
+    # While a reload disables everyone, a window callback of the last plug-in
+    # enables the second again, which was then stopped while enabled.
+    "finding_enabled_again_during_a_reload": [
+        step("CreateWindow", 2, 0, 0, 1, [("EnablePlugin", 2)]), step("TakeFocus", 2, 0),
+        step("Reload"), step("CreateWindow", 1),
+    ],
 }
 
 

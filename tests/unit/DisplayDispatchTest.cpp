@@ -448,4 +448,49 @@ TEST_F(DisplayDispatchTest, AFocusTakenBackByTheUpThatEndsTheDragIsTakenAgainSil
         << "a disabled plug-in is not told that it lost the focus";
 }
 
+int gDisableCalls = 0;
+void CountDisable()
+{
+    ++gDisableCalls;
+}
+
+TEST_F(DisplayDispatchTest, APluginDisabledAgainByItsFocusLossCallbackHearsOfItOnce)
+{
+    gDisableCalls = 0;
+    Record(a).disable = CountDisable;
+    Open(a, w1);
+    VORNTakeKeyboardFocus(w1.id);
+    w1.onKey = [&](int losing) {
+        if (losing != 0)
+            VORNDisablePlugin(a);
+    };
+    VORNDisablePlugin(a);
+    EXPECT_EQ(gDisableCalls, 1);
+    EXPECT_EQ(VORNIsPluginEnabled(a), 0);
+    EXPECT_EQ(gFocusWindow, nullptr);
+    EXPECT_THAT(gWindowCalls, ElementsAre("w1 key 0 0 0 lose1 arg=null/1"));
+}
+
+std::vector<std::string> gEntryCalls;
+void LogDisable()
+{
+    gEntryCalls.push_back("disable/" + std::to_string(VORNGetMyID()));
+}
+
+TEST_F(DisplayDispatchTest, APluginEnabledAgainWhileTheOthersAreDisabledIsDisabledAgain)
+{
+    gEntryCalls.clear();
+    Record(a).disable = LogDisable;
+    Open(b, w2);
+    VORNTakeKeyboardFocus(w2.id);
+    w2.onKey = [&](int losing) {
+        if (losing != 0)
+            VORNEnablePlugin(a);  // a was disabled just before b
+    };
+    VORNDisableAllPlugins();
+    EXPECT_THAT(gEntryCalls, ElementsAre("disable/1", "disable/1"));
+    EXPECT_EQ(VORNIsPluginEnabled(a), 0);
+    EXPECT_EQ(VORNIsPluginEnabled(b), 0);
+}
+
 }  // namespace

@@ -546,6 +546,11 @@ VORN_EXPORT void VORNDisablePlugin(VORNPluginID id)
     if (!record.enabled)
         return;
     VORNNoThrow([&] { VORNRunDisableHooks(id); });
+    // A callback told of the disable (focus lost, camera taken) may have
+    // disabled the plug-in itself: that disable is complete, and the plug-in
+    // must not hear of it twice.
+    if (!record.enabled)
+        return;
     record.enabled = false;
     if (record.disable != nullptr)
         CallAsPlugin(id, [&] { record.disable(); });
@@ -566,8 +571,12 @@ void VORNEnableAllPlugins()
 
 void VORNDisableAllPlugins()
 {
-    for (int id = 0; id < VORNCountPlugins(); ++id)
-        VORNDisablePlugin(id);
+    // A second sweep: a callback told of a later plug-in's disable may have
+    // enabled an earlier one again, which must not be stopped enabled.
+    for (int sweep = 0; sweep < 2; ++sweep) {
+        for (int id = 0; id < VORNCountPlugins(); ++id)
+            VORNDisablePlugin(id);
+    }
 }
 
 void VORNEnableACFPlugins()
@@ -638,8 +647,7 @@ VORN_EXPORT void VORNReloadPlugins(void)
 void VORNReloadPluginsInternal()
 {
     gScheduleReload = false;
-    for (int id = 0; id < VORNCountPlugins(); ++id)
-        VORNDisablePlugin(id);
+    VORNDisableAllPlugins();
     VORNUnloadAcfPlugin();
     VORNUnloadPlugins();
     if (VORNHostVersionAtLeast(VORN_HOST_HOOKS_VERSION_ALERT))
