@@ -9,25 +9,82 @@
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
 
+#include <map>
 #include <memory>
 #include <unordered_set>
+#include <utility>
 #include <vector>
-
-VORNResourceList<VORNDrawCallbackRecord> gDrawCallbacks;
-VORNResourceList<VORNKeySnifferRecord> gKeyCallbacks;
 
 namespace {
 
-// Live draw callbacks per phase, so that the many drawing steps of a frame
-// that nobody draws in cost one array read each. Phases outside the table
-// share the last bucket.
-const int kCountedPhases = 128;
-int gLiveDrawCallbacks[kCountedPhases + 1] = {};
+// The newest record of each (phase, wantsBefore) bucket. The phases the host
+// draws, with "before" 0 or 1, have a slot of their own, so that the many
+// drawing steps of a frame that nobody draws in cost one array read each;
+// other pairs are looked up.
+const int kTablePhases = 128;
+VORNDrawCallbackRecord* gDrawHeads[kTablePhases][2] = {};
+std::map<std::pair<int32_t, int32_t>, VORNDrawCallbackRecord*> gOtherDrawHeads;
 
-int& LiveCountOf(int32_t phase)
+bool HasSlot(int32_t phase, int32_t before)
 {
-    return gLiveDrawCallbacks[(phase >= 0 && phase < kCountedPhases) ? phase : kCountedPhases];
+    return phase >= 0 && phase < kTablePhases && (before == 0 || before == 1);
 }
+
+// The head of the bucket, or null when the pair has none.
+VORNDrawCallbackRecord** FindHead(int32_t phase, int32_t before)
+{
+    if (HasSlot(phase, before))
+        return &gDrawHeads[phase][before];
+    auto found = gOtherDrawHeads.find({phase, before});
+    return found != gOtherDrawHeads.end() ? &found->second : nullptr;
+}
+
+// The head of the bucket, created empty if need be (may throw).
+VORNDrawCallbackRecord*& HeadFor(int32_t phase, int32_t before)
+{
+    return HasSlot(phase, before) ? gDrawHeads[phase][before] : gOtherDrawHeads[{phase, before}];
+}
+
+void LinkIntoBucket(VORNDrawCallbackRecord* record, VORNDrawCallbackRecord*& head)
+{
+    record->bucketPrev = nullptr;
+    record->bucketNext = head;
+    if (head != nullptr)
+        head->bucketPrev = record;
+    head = record;
+}
+
+// Told by gDrawCallbacks whenever a record leaves it.
+void UnlinkFromBucket(VORNDrawCallbackRecord* record)
+{
+    VORNDrawCallbackRecord** head = FindHead(record->phase, record->wantsBefore);
+    if (*head == record)
+        *head = record->bucketNext;
+    if (record->bucketPrev != nullptr)
+        record->bucketPrev->bucketNext = record->bucketNext;
+    if (record->bucketNext != nullptr)
+        record->bucketNext->bucketPrev = record->bucketPrev;
+    if (*head == nullptr && !HasSlot(record->phase, record->wantsBefore))
+        gOtherDrawHeads.erase({record->phase, record->wantsBefore});
+}
+
+// The first record of the bucket that same accepts, dead ones included.
+template <typename Same>
+VORNDrawCallbackRecord* FindInBucket(VORNDrawCallbackRecord* head, Same same)
+{
+    for (VORNDrawCallbackRecord* r = head; r != nullptr; r = r->bucketNext) {
+        if (same(*r))
+            return r;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+VORNResourceList<VORNDrawCallbackRecord> gDrawCallbacks(UnlinkFromBucket);
+VORNResourceList<VORNKeySnifferRecord> gKeyCallbacks;
+
+namespace {
 
 template <typename T, typename Same>
 T* FindFirst(VORNResourceList<T>& list, Same same)
@@ -51,22 +108,11 @@ int RegisterUnique(VORNResourceList<T>& list, std::unique_ptr<T> record, Same sa
     return 1;
 }
 
-void OnKilled(VORNDrawCallbackRecord& record)
-{
-    --LiveCountOf(record.phase);
-}
-
-void OnKilled(VORNKeySnifferRecord&) {}
-void OnKilled(VORNWindowRecord&) {}
-void OnKilled(VORNHotKeyInfoRecord&) {}
-
 // Removes record; callers hold an iteration open, so it is freed (or moved
 // out of the way of running walks) when that iteration ends.
 template <typename T>
 void KillRecord(VORNResourceList<T>& list, T* record)
 {
-    if (!record->dead)
-        OnKilled(*record);
     list.VORNKillResource(record, true);
 }
 
@@ -125,17 +171,30 @@ VORN_EXPORT int VORNRegisterDrawCallback(VORNDrawCallback_f callback, int phase,
         record->phase = phase;
         record->wantsBefore = wantsBefore;
         record->refcon = refcon;
-        const int added = RegisterUnique(gDrawCallbacks, std::move(record),
-                                         SameDraw(callback, phase, wantsBefore, refcon));
-        LiveCountOf(phase) += added;
-        return added;
+        // Equal registrations share a bucket, in the list's order: the
+        // bucket alone answers for duplicates.
+        StIterate<VORNDrawCallbackRecord> iterate(gDrawCallbacks);
+        VORNDrawCallbackRecord*& head = HeadFor(phase, wantsBefore);
+        if (FindInBucket(head, SameDraw(callback, phase, wantsBefore, refcon)) != nullptr)
+            return 0;
+        gDrawCallbacks.PushFront(record.get());
+        LinkIntoBucket(record.release(), head);
+        return 1;
     });
 }
 
 VORN_EXPORT int VORNUnregisterDrawCallback(VORNDrawCallback_f callback, int phase,
                                            int wantsBefore, void* refcon)
 {
-    return UnregisterFirst(gDrawCallbacks, SameDraw(callback, phase, wantsBefore, refcon));
+    StIterate<VORNDrawCallbackRecord> iterate(gDrawCallbacks);
+    VORNDrawCallbackRecord** head = FindHead(phase, wantsBefore);
+    VORNDrawCallbackRecord* record =
+        head != nullptr ? FindInBucket(*head, SameDraw(callback, phase, wantsBefore, refcon))
+                        : nullptr;
+    if (record == nullptr)
+        return 0;
+    KillRecord(gDrawCallbacks, record);
+    return 1;
 }
 
 VORN_EXPORT int VORNRegisterKeySniffer(VORNKeySniffer_f callback, int beforeWindows, void* refcon)
@@ -159,11 +218,12 @@ VORN_EXPORT int VORNUnregisterKeySniffer(VORNKeySniffer_f callback, int beforeWi
 
 int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
 {
-    if (LiveCountOf(phase) == 0)
+    VORNDrawCallbackRecord* const* head = FindHead(phase, isBefore);
+    if (head == nullptr || *head == nullptr)
         return 1;
     int result = 1;
     StIterate<VORNDrawCallbackRecord> iterate(gDrawCallbacks);
-    for (auto* r = gDrawCallbacks.First(); r != nullptr; r = gDrawCallbacks.Next(r)) {
+    for (auto* r = *head; r != nullptr; r = r->bucketNext) {
         if (!WantsThisDraw(*r, phase, isBefore, reflectionFlag))
             continue;
         StDispatchCallback asOwner(r->owner);
