@@ -40,9 +40,8 @@ VORNData_t* NewRecord()
         block->used = 0;
         (gDataFree ? gDataFree->next : gDataBlock) = block;
         gDataFree = block;
-        gBlocksByAddress.insert(
-            std::upper_bound(gBlocksByAddress.begin(), gBlocksByAddress.end(), block, std::less<>()),
-            block);
+        auto& index = gBlocksByAddress;
+        index.insert(std::upper_bound(index.begin(), index.end(), block, std::less<>()), block);
     }
     VORNData_t* record = &gDataFree->records[gDataFree->used++];
     record->name.clear();

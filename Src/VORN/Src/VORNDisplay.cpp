@@ -10,7 +10,9 @@
 #include "VORNLoaderInternal.h"
 
 #include <map>
+#include <cstdint>
 #include <memory>
+#include <tuple>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -509,14 +511,42 @@ VORN_EXPORT void VORNGetMouseLocation(int* outX, int* outY)
 
 // ==== Hot keys ==================================================================
 
-VORNResourceList<VORNHotKeyInfoRecord> gHotKeys;
+namespace {
+
+// Hot keys by key combination, newest first within one combination, so
+// that a key press looks up its own combination instead of walking every
+// hot key. Records only ever join the front of gHotKeys, so their
+// registration serials, largest first, are the list's order.
+using Combination = std::tuple<char, int32_t, uint64_t>;  // key, flags, newest first
+std::map<Combination, VORNHotKeyInfoRecord*> gHotKeysByCombination;
+uint64_t gHotKeySerial = 0;
+
+// Ids of the hot keys linked in gHotKeys (a removed one until it leaves the
+// list), so that checking an id costs one look-up.
+std::unordered_set<const void*> gLinkedHotKeys;
+
+Combination CombinationOf(const VORNHotKeyInfoRecord& record)
+{
+    return Combination(record.virtualKey, record.flags, UINT64_MAX - record.serial);
+}
+
+// A hot key leaving the list is about to be freed: no index may keep it.
+void ForgetHotKey(VORNHotKeyInfoRecord* record)
+{
+    gLinkedHotKeys.erase(record);
+    gHotKeysByCombination.erase(CombinationOf(*record));
+}
+
+}  // namespace
+
+VORNResourceList<VORNHotKeyInfoRecord> gHotKeys(ForgetHotKey);
 
 namespace {
 
 // Callers hold an iteration of gHotKeys open.
 VORNHotKeyInfoRecord* FindHotKey(VORNHotKeyID id)
 {
-    return FindFirst(gHotKeys, [id](const VORNHotKeyInfoRecord& r) { return &r == id; });
+    return gLinkedHotKeys.count(id) != 0 ? static_cast<VORNHotKeyInfoRecord*>(id) : nullptr;
 }
 
 // Stage 0 after the sniffers: the newest live hot key bound to exactly this
@@ -524,12 +554,17 @@ VORNHotKeyInfoRecord* FindHotKey(VORNHotKeyID id)
 int DispatchHotKeys(char virtualKey, int flags)
 {
     StIterate<VORNHotKeyInfoRecord> iterate(gHotKeys);
-    for (auto* r = gHotKeys.First(); r != nullptr; r = gHotKeys.Next(r)) {
-        if (r->dead || r->virtualKey != virtualKey || r->flags != flags)
+    for (auto it = gHotKeysByCombination.lower_bound(Combination(virtualKey, flags, 0));
+         it != gHotKeysByCombination.end() && std::get<0>(it->first) == virtualKey &&
+         std::get<1>(it->first) == flags;
+         ++it) {
+        VORNHotKeyInfoRecord* r = it->second;
+        if (r->dead)
             continue;
         StDispatchCallback asOwner(r->owner);
         if (!asOwner.valid)
             continue;
+        // The walk ends here, before the callback can change the index.
         if (r->callback != nullptr)
             VORNCallPluginCode([&] { r->callback(r->refcon); });
         return 0;
@@ -544,13 +579,21 @@ VORN_EXPORT VORNHotKeyID VORNRegisterHotKey(char virtualKey, int flags, const ch
 {
     return VORNNoThrow<VORNHotKeyID>(nullptr, [&] {
         auto record = std::make_unique<VORNHotKeyInfoRecord>();
+        record->serial = ++gHotKeySerial;
         record->owner = VORNGetDispatchedPlugin();
         record->virtualKey = virtualKey;
         record->flags = flags;
         record->description = description != nullptr ? description : "";
         record->callback = callback;
         record->refcon = refcon;
+        // Allocate the index entry first; after the id set has taken the
+        // record nothing may fail.
+        std::map<Combination, VORNHotKeyInfoRecord*> staging{
+            {CombinationOf(*record), record.get()}};
+        auto entry = staging.extract(staging.begin());
         StIterate<VORNHotKeyInfoRecord> iterate(gHotKeys);
+        gLinkedHotKeys.insert(record.get());
+        gHotKeysByCombination.insert(std::move(entry));
         gHotKeys.PushFront(record.get());
         return static_cast<VORNHotKeyID>(record.release());
     });
@@ -601,8 +644,11 @@ VORN_EXPORT void VORNSetHotKeyCombination(VORNHotKeyID id, char virtualKey, int 
 {
     StIterate<VORNHotKeyInfoRecord> iterate(gHotKeys);
     if (VORNHotKeyInfoRecord* record = FindHotKey(id)) {
+        auto entry = gHotKeysByCombination.extract(CombinationOf(*record));
         record->virtualKey = virtualKey;
         record->flags = flags;
+        entry.key() = CombinationOf(*record);
+        gHotKeysByCombination.insert(std::move(entry));
     }
 }
 

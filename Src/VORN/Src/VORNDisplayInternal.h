@@ -52,6 +52,7 @@ struct VORNWindowRecord : VORNResource_t {
 
 // A hot key; its id is the record's address. It owns its description.
 struct VORNHotKeyInfoRecord : VORNResource_t {
+    uint64_t serial = 0;  // increases with every registration: the list's order
     int32_t owner = VORN_NO_PLUGIN_ID;
     char virtualKey = 0;
     int32_t flags = 0;

@@ -80,7 +80,7 @@ inline PluginRecord* VORNPluginRecordFor(int id)
 inline bool VORNIsCallable(int id)
 {
     const size_t count = gAllPlugins.size();
-    if (static_cast<size_t>(id) < count) {
+    if (__builtin_expect(static_cast<size_t>(id) < count, 1)) {
         const PluginRecord* record = gAllPlugins[static_cast<size_t>(id)].get();
         return record != nullptr && record->enabled;
     }
