@@ -218,14 +218,16 @@ VORN_EXPORT int VORNUnregisterKeySniffer(VORNKeySniffer_f callback, int beforeWi
     return UnregisterFirst(gKeyCallbacks, SameSniffer(callback, beforeWindows, refcon));
 }
 
-int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
+namespace {
+
+// Calls the bucket's callbacks. Kept out of line so that the far more
+// common empty dispatch needs no stack frame.
+__attribute__((noinline)) int DrawBucket(VORNDrawCallbackRecord* head, int phase, int isBefore,
+                                         int reflectionFlag)
 {
-    VORNDrawCallbackRecord* const* head = FindHead(phase, isBefore);
-    if (head == nullptr || *head == nullptr)
-        return 1;
     int result = 1;
     StIterate<VORNDrawCallbackRecord> iterate(gDrawCallbacks);
-    for (auto* r = *head; r != nullptr; r = r->bucketNext) {
+    for (auto* r = head; r != nullptr; r = r->bucketNext) {
         if (!WantsThisDraw(*r, phase, isBefore, reflectionFlag))
             continue;
         StDispatchCallback asOwner(r->owner);
@@ -234,6 +236,16 @@ int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
                 VORNCallPluginCode(1, [&] { return r->callback(phase, isBefore, r->refcon); });
     }
     return result;
+}
+
+}  // namespace
+
+int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
+{
+    VORNDrawCallbackRecord* const* head = FindHead(phase, isBefore);
+    if (head == nullptr || *head == nullptr)
+        return 1;
+    return DrawBucket(*head, phase, isBefore, reflectionFlag);
 }
 
 int VORNDispatchKeySniffers(char key, int flags, char virtualKey, bool beforeWindows)
