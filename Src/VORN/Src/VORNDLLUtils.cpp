@@ -7,19 +7,20 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <elf.h>
 #include <pthread.h>
 #include <sys/stat.h>
 
 namespace {
 
-// Logs the dynamic loader's last error as three separate writes.
-void LogDlError()
+// Logs a loader error (the system's text, if any) as three separate writes.
+void LogDlError(const char* error)
 {
-    const char* error = dlerror();
     VORNDebugString("dlerror:");
     if (error != nullptr)
         VORNDebugString(error);
@@ -50,6 +51,35 @@ bool MatchesPattern(const char* name, const char* pattern)
     return EndsWithIgnoringCase(name, pattern[0] == '*' ? pattern + 1 : pattern);
 }
 
+// True when file is a 64-bit ELF module with a loadable segment that lies
+// (partly) beyond the end of the file, as in a truncated copy. The system
+// loader maps such a segment and then faults (SIGBUS) when it touches the
+// missing pages, taking the whole simulator down; every other malformed file
+// it reports as an error, so only this case is caught here.
+bool HasSegmentsBeyondEnd(FILE* file)
+{
+    Elf64_Ehdr header;
+    if (std::fread(&header, sizeof header, 1, file) != 1 ||
+        std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+        header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_phentsize != sizeof(Elf64_Phdr))
+        return false;
+    struct stat info;
+    if (fstat(fileno(file), &info) != 0)
+        return false;
+    const uint64_t size = static_cast<uint64_t>(info.st_size);
+    if (std::fseek(file, static_cast<long>(header.e_phoff), SEEK_SET) != 0)
+        return false;
+    for (unsigned i = 0; i < header.e_phnum; ++i) {
+        Elf64_Phdr segment;
+        if (std::fread(&segment, sizeof segment, 1, file) != 1)
+            return false;  // a header table past the end is reported by the loader
+        if (segment.p_type == PT_LOAD &&
+            (segment.p_offset > size || segment.p_filesz > size - segment.p_offset))
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 void strcpytrunc(char* dst, const std::string& src, int size)
@@ -71,10 +101,16 @@ void* VORNLoadDLL(const char* path)
     FILE* probe = std::fopen(path, "rb");
     if (probe == nullptr)
         return nullptr;
+    const bool truncated = HasSegmentsBeyondEnd(probe);
     std::fclose(probe);
+    if (truncated) {
+        // Reported in the system loader's own words for a short file.
+        LogDlError((std::string(path) + ": file too short").c_str());
+        return nullptr;
+    }
     void* handle = dlopen(path, RTLD_NOW);
     if (handle == nullptr)
-        LogDlError();
+        LogDlError(dlerror());
     return handle;
 }
 
@@ -90,7 +126,7 @@ void* VORNFindSymbol(void* handle, const char* name, int reportErrors)
     dlerror();  // clear any stale error so that the one logged is ours
     void* symbol = dlsym(handle, name);
     if (symbol == nullptr && reportErrors != 0)
-        LogDlError();
+        LogDlError(dlerror());
     return symbol;
 }
 

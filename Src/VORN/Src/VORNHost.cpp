@@ -65,9 +65,9 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gDirSeparator[0] = '/';
     gDirSeparator[1] = '\0';
-    VORNInitMenus();
-    PublishBuildString();
     VORNNoThrow([&] {
+        VORNInitMenus();
+        PublishBuildString();
         VORNFindAndLoadPlugins(systemPath);
         VORNEnableAllPlugins();
     });
@@ -112,11 +112,6 @@ int HandleEvent(int event, void* param, float elapsed)
     case 0:  // a simulation step: held buttons, then phase-0 flight loops
         VORNDoRepeatedButtons();
         return VORNDoFlightLoopProcessing(elapsed, 0);
-    case 9:  // held commands go on
-        VORNCommandRepeatHook();
-        return 1;
-    case 10:  // phase-1 flight loops
-        return VORNDoFlightLoopProcessing(elapsed, 10);
     case 1:  // the host changed its view
         VORNReleaseCamera();
         return 1;
@@ -144,6 +139,11 @@ int HandleEvent(int event, void* param, float elapsed)
             VORNUnloadAcfPlugin();
         }
         return 1;
+    case 9:  // held commands go on
+        VORNCommandRepeatHook();
+        return 1;
+    case 10:  // phase-1 flight loops
+        return VORNDoFlightLoopProcessing(elapsed, 10);
     case 11:
         BroadcastFromHost(VORN_MSG_WILL_WRITE_PREFS, nullptr);
         return 1;

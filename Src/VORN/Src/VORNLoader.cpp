@@ -433,7 +433,11 @@ bool SignatureTaken(const std::string& signature, int id)
 
 }  // namespace
 
-int LoadOnePlugin(const std::string& path, int verbose)
+namespace {
+
+// Steps 1 and 2 of loading: the module opened and known to be a plug-in, or
+// null after the matching log line.
+void* OpenPluginModule(const std::string& path, int verbose)
 {
     void* module = VORNLoadDLL(path.c_str());
     if (module == nullptr) {
@@ -441,40 +445,63 @@ int LoadOnePlugin(const std::string& path, int verbose)
             Log({"Failed: ", path.c_str(),
                  ".  (This file is missing, not a DLL or could not be loaded due to another "
                  "missing DLL.)\n\n"});
-        return VORN_NO_PLUGIN_ID;
+        return nullptr;
     }
     if (VORNFindSymbol(module, "VPluginStart", 0) == nullptr) {
         Log({"Failed: ", path.c_str(),
              ".  (This file is a loadable DLL but is missing the VPluginStart callback.)\n\n"});
         VORNUnloadDLL(module);
-        return VORN_NO_PLUGIN_ID;
+        return nullptr;
     }
+    return module;
+}
+
+// The plug-in said no in VPluginStart: it goes, leaving the registry as it was.
+void ForgetRefusedPlugin(int id, void* module, const std::string& path)
+{
+    Log({"Failed: ", path.c_str(),
+         ". (The plugin refused to start by returning 0 from VPluginStart.)\n\n"});
+    // Whatever it registered while starting would otherwise point into a
+    // closed module and be inherited by the next plug-in to take this id.
+    VORNRunCleanupHooks(id);
+    RemoveRecord(id);
+    gDispatchedPlugin = VORN_HOST_PLUGIN_ID;
+    VORNUnloadDLL(module);
+}
+
+// A second plug-in with a taken (or empty) signature: stopped and unloaded.
+void RejectDuplicatePlugin(int id, const std::string& path, const char* signature)
+{
+    gDispatchedPlugin = id;
+    UnloadOnePlugin(id);
+    gDispatchedPlugin = VORN_HOST_PLUGIN_ID;
+    RemoveRecord(id);
+    Log({"Warning: ", path.c_str(), " Signature: ", signature,
+         ". (A version of this plugin is already loaded.)\n"});
+}
+
+}  // namespace
+
+int LoadOnePlugin(const std::string& path, int verbose)
+{
+    void* module = OpenPluginModule(path, verbose);
+    if (module == nullptr)
+        return VORN_NO_PLUGIN_ID;
     VPluginStart_f start = nullptr;
     const int id = RegisterLoadingPlugin(module, path, start);
     char name[VORN_NAME_BUFFER_SIZE] = "";
     char signature[VORN_NAME_BUFFER_SIZE] = "";
     char description[VORN_NAME_BUFFER_SIZE] = "";
     const int started = VORNCallPluginCode(0, [&] { return start(name, signature, description); });
+    // A plug-in may fill its buffers to the last byte without a terminator.
     name[sizeof name - 1] = signature[sizeof signature - 1] = description[sizeof description - 1] = '\0';
     if (started == 0) {
-        Log({"Failed: ", path.c_str(),
-             ". (The plugin refused to start by returning 0 from VPluginStart.)\n\n"});
-        // Whatever it registered while starting would otherwise point into a
-        // closed module and be inherited by the next plug-in to take this id.
-        VORNRunCleanupHooks(id);
-        RemoveRecord(id);
-        gDispatchedPlugin = VORN_HOST_PLUGIN_ID;
-        VORNUnloadDLL(module);
+        ForgetRefusedPlugin(id, module, path);
         return VORN_NO_PLUGIN_ID;
     }
     gDispatchedPlugin = VORN_HOST_PLUGIN_ID;
     if (SignatureTaken(signature, id)) {
-        gDispatchedPlugin = id;
-        UnloadOnePlugin(id);
-        gDispatchedPlugin = VORN_HOST_PLUGIN_ID;
-        RemoveRecord(id);
-        Log({"Warning: ", path.c_str(), " Signature: ", signature,
-             ". (A version of this plugin is already loaded.)\n"});
+        RejectDuplicatePlugin(id, path, signature);
         return VORN_NO_PLUGIN_ID;
     }
     PluginRecord& record = *gAllPlugins[id];

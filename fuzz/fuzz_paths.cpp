@@ -1,0 +1,315 @@
+// Fuzzes the two path utilities that write into caller memory.
+//
+// VORNExtractFileAndPath: arbitrary text in a guarded buffer; the result and
+// every byte of the buffer must match a model of the split (one trailing
+// separator dropped, the last separator cut), and nothing outside the string
+// may change.
+//
+// VORNGetDirectoryContents: every input lays out a scratch folder with names
+// taken from the input (any bytes but '/' and NUL, up to 255 of them, files
+// and folders), then makes calls with offsets, buffer sizes and index counts
+// from the input. The caller's buffers sit between guard bytes and guard
+// slots; after each call every byte and slot must equal the model's, which
+// packs the names in the order readdir gives them. Finally the folder is paged
+// through and every name must come back exactly once, in that order.
+
+#include "VORN/VORNUtilities.h"
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const size_t kGuard = 32;
+const char kGuardByte = '\xA5';
+char gGuardTarget;  // guard slots point here; the library never hands it out
+char* const kGuardSlot = &gGuardTarget;
+
+[[noreturn]] void Fail(const char* what)
+{
+    std::fprintf(stderr, "fuzz_paths: %s\n", what);
+    std::abort();
+}
+
+void Check(bool ok, const char* what)
+{
+    if (!ok)
+        Fail(what);
+}
+
+// ---- VORNExtractFileAndPath --------------------------------------------------
+
+void FuzzExtract(const std::string& text)
+{
+    const size_t n = text.size();
+    std::vector<char> buffer(kGuard + n + 1 + kGuard, kGuardByte);
+    std::memcpy(&buffer[kGuard], text.c_str(), n + 1);
+
+    std::vector<char> expected = buffer;
+    char* s = &expected[kGuard];
+    size_t fileAt = 0;
+    size_t length = n;
+    if (length > 0 && s[length - 1] == '/')
+        s[--length] = '\0';
+    const size_t cut = std::string(s, length).rfind('/');
+    if (cut != std::string::npos) {
+        s[cut] = '\0';
+        fileAt = cut + 1;
+    }
+
+    char* const start = &buffer[kGuard];
+    const char* result = VORNExtractFileAndPath(start);
+    Check(result >= start && result <= start + n, "file part points outside the path");
+    Check(static_cast<size_t>(result - start) == fileAt, "file part starts at the wrong place");
+    Check(buffer == expected, "path buffer differs from the model (or a guard byte changed)");
+}
+
+// ---- VORNGetDirectoryContents ----------------------------------------------------
+
+// One call's arguments; sizes and counts may be zero or negative.
+struct Request {
+    bool nullPath = false;
+    int offset = 0;
+    bool withNames = true;
+    int bufSize = 0;
+    bool withIndices = true;
+    int indexCount = 0;
+    bool withTotal = true;
+    bool withReturned = true;
+};
+
+// What one call must leave behind, guards included. Negative sizes and counts
+// are taken as no room at all.
+struct Outcome {
+    int result = 0;
+    int returned = 0;
+    std::vector<char> names;
+    std::vector<char*> slots;
+};
+
+Outcome Model(const std::vector<std::string>& order, const Request& rq, char* namesBase)
+{
+    Outcome out;
+    out.names.assign(kGuard + std::max(rq.bufSize, 0) + kGuard, kGuardByte);
+    out.slots.assign(kGuard + std::max(rq.indexCount, 0) + 1 + kGuard, kGuardSlot);
+    long room = (rq.withNames && rq.bufSize > 0) ? rq.bufSize : 0;
+    const int slotCount = std::max(rq.indexCount, 0);
+    const int total = static_cast<int>(order.size());
+    size_t used = 0;
+    bool allDelivered = true;
+    for (int i = rq.offset; rq.offset >= 0 && i < total; ++i) {
+        const std::string& name = order[static_cast<size_t>(i)];
+        if (static_cast<long>(name.size()) + 1 > room ||
+            (rq.withIndices && out.returned >= slotCount)) {
+            allDelivered = false;
+            break;
+        }
+        if (rq.withIndices)
+            out.slots[kGuard + out.returned] = namesBase + used;
+        std::memcpy(&out.names[kGuard + used], name.c_str(), name.size() + 1);
+        used += name.size() + 1;
+        room -= static_cast<long>(name.size()) + 1;
+        ++out.returned;
+    }
+    if (allDelivered && room > 0 && (!rq.withIndices || out.returned != slotCount)) {
+        out.result = 1;
+        if (rq.withNames)
+            out.names[kGuard + used] = '\0';
+        if (rq.withIndices)
+            out.slots[kGuard + out.returned] = nullptr;
+    }
+    return out;
+}
+
+// Makes the call with guarded buffers, checks it against the model and
+// returns the outcome.
+Outcome Call(const std::string& dir, const std::vector<std::string>& order, const Request& rq)
+{
+    Outcome got;
+    got.names.assign(kGuard + std::max(rq.bufSize, 0) + kGuard, kGuardByte);
+    got.slots.assign(kGuard + std::max(rq.indexCount, 0) + 1 + kGuard, kGuardSlot);
+    char* const namesBuf = rq.withNames ? &got.names[kGuard] : nullptr;
+    int total = -7;
+    int returned = -7;
+    got.result = VORNGetDirectoryContents(rq.nullPath ? nullptr : dir.c_str(), rq.offset,
+                                          namesBuf, rq.bufSize,
+                                          rq.withIndices ? &got.slots[kGuard] : nullptr,
+                                          rq.indexCount, rq.withTotal ? &total : nullptr,
+                                          rq.withReturned ? &returned : nullptr);
+    const std::vector<std::string> none;
+    const Outcome want = Model(rq.nullPath ? none : order, rq, &got.names[kGuard]);
+    Check(got.result == want.result, "result differs from the model");
+    Check(got.names == want.names, "names buffer differs from the model (or a guard byte changed)");
+    Check(got.slots == want.slots, "index slots differ from the model (or a guard slot changed)");
+    Check(total == (rq.withTotal ? static_cast<int>(rq.nullPath ? 0 : order.size()) : -7),
+          "wrong total");
+    Check(returned == (rq.withReturned ? want.returned : -7), "wrong returned count");
+    got.returned = want.returned;
+    return got;
+}
+
+// The scratch folders live below one folder per process, in memory when the
+// machine has a tmpfs (creating and removing entries on disk is slow enough to
+// dominate the run).
+char gScratchRoot[64];
+
+void RemoveScratchRoot()
+{
+    std::error_code ignored;
+    fs::remove_all(gScratchRoot, ignored);
+}
+
+const char* ScratchRoot()
+{
+    if (gScratchRoot[0] == '\0') {
+        const char* base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+        std::snprintf(gScratchRoot, sizeof gScratchRoot, "%s/vorn-fuzz-paths-XXXXXX", base);
+        if (mkdtemp(gScratchRoot) == nullptr)
+            Fail("mkdtemp failed");
+        std::atexit(RemoveScratchRoot);
+    }
+    return gScratchRoot;
+}
+
+std::string NameFrom(FuzzedDataProvider& in, size_t index)
+{
+    std::string name = in.ConsumeBytesAsString(in.ConsumeIntegralInRange<size_t>(1, 255));
+    for (char& c : name) {
+        if (c == '/' || c == '\0')
+            c = '_';
+    }
+    if (name.empty() || name == "." || name == "..")
+        name = "n" + std::to_string(index);
+    return name;
+}
+
+// Creates the folder afresh with up to 40 entries named from the input.
+std::set<std::string> LayOut(FuzzedDataProvider& in, const std::string& dir)
+{
+    std::error_code ignored;
+    fs::remove_all(dir, ignored);
+    if (mkdir(dir.c_str(), 0700) != 0)
+        Fail("cannot create the scratch folder");
+    std::set<std::string> names;
+    const size_t count = in.ConsumeIntegralInRange<size_t>(0, 40);
+    for (size_t i = 0; i < count; ++i) {
+        const std::string name = NameFrom(in, i);
+        const std::string path = dir + "/" + name;
+        bool made = false;
+        if (in.ConsumeIntegralInRange<int>(0, 3) == 0) {
+            made = mkdir(path.c_str(), 0700) == 0;
+        } else {
+            const int fd = open(path.c_str(), O_CREAT | O_WRONLY, 0600);
+            made = fd >= 0;
+            if (fd >= 0)
+                close(fd);
+        }
+        if (made)
+            names.insert(name);
+    }
+    return names;
+}
+
+// The folder's entries in the order the operating system gives them.
+std::vector<std::string> ReaddirOrder(const std::string& dir)
+{
+    std::vector<std::string> order;
+    DIR* d = opendir(dir.c_str());
+    if (d == nullptr)
+        Fail("cannot list the scratch folder");
+    while (const dirent* entry = readdir(d)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            order.push_back(entry->d_name);
+    }
+    closedir(d);
+    return order;
+}
+
+int AnyInt(FuzzedDataProvider& in, int low, int high)
+{
+    return in.ConsumeBool() ? in.ConsumeIntegralInRange<int>(low, high)
+                            : in.ConsumeIntegral<int>();
+}
+
+Request RandomRequest(FuzzedDataProvider& in, int total, int bytesNeeded)
+{
+    Request rq;
+    rq.nullPath = in.ConsumeIntegralInRange<int>(0, 15) == 0;
+    rq.offset = AnyInt(in, -2, total + 2);
+    rq.withNames = in.ConsumeIntegralInRange<int>(0, 7) != 0;
+    rq.bufSize = in.ConsumeIntegralInRange<int>(-3, bytesNeeded + 4);
+    rq.withIndices = in.ConsumeIntegralInRange<int>(0, 3) != 0;
+    rq.indexCount = in.ConsumeIntegralInRange<int>(-3, total + 3);
+    rq.withTotal = in.ConsumeBool();
+    rq.withReturned = in.ConsumeBool();
+    return rq;
+}
+
+// Pages through the folder with the input's page sizes; a page too small for
+// the next name is grown. Every name must come back once, in order.
+void PageThrough(FuzzedDataProvider& in, const std::string& dir,
+                 const std::vector<std::string>& order)
+{
+    Request rq;
+    rq.bufSize = in.ConsumeIntegralInRange<int>(1, 600);
+    rq.withIndices = in.ConsumeBool();
+    rq.indexCount = in.ConsumeIntegralInRange<int>(1, 8);
+    std::vector<std::string> seen;
+    for (size_t calls = 0;; ++calls) {
+        Check(calls <= 2 * order.size() + 2, "paging does not come to an end");
+        const Outcome page = Call(dir, order, rq);
+        const char* p = &page.names[kGuard];
+        for (int i = 0; i < page.returned; ++i, p += std::strlen(p) + 1)
+            seen.push_back(p);
+        rq.offset += page.returned;
+        if (page.result == 1)
+            break;
+        if (page.returned == 0) {
+            Check(rq.offset < static_cast<int>(order.size()), "empty page without success");
+            rq.bufSize = std::max<int>(rq.bufSize, order[rq.offset].size() + 1);
+        }
+    }
+    Check(seen == order, "paging did not return every name exactly once, in order");
+}
+
+void FuzzDirectory(FuzzedDataProvider& in)
+{
+    const std::string dir = std::string(ScratchRoot()) + "/d";
+    const std::set<std::string> made = LayOut(in, dir);
+    const std::vector<std::string> order = ReaddirOrder(dir);
+    Check(std::set<std::string>(order.begin(), order.end()) == made &&
+              order.size() == made.size(), "readdir does not show what was created");
+    int bytesNeeded = 1;
+    for (const std::string& name : order)
+        bytesNeeded += static_cast<int>(name.size()) + 1;
+
+    const int calls = in.ConsumeIntegralInRange<int>(0, 4);
+    for (int i = 0; i < calls; ++i)
+        Call(dir, order, RandomRequest(in, static_cast<int>(order.size()), bytesNeeded));
+    PageThrough(in, dir, order);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    FuzzedDataProvider in(data, size);
+    const std::string text = in.ConsumeRandomLengthString(600);
+    FuzzExtract(text.substr(0, text.find('\0')));
+    FuzzDirectory(in);
+    return 0;
+}
