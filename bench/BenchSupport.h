@@ -14,10 +14,11 @@
 //   - A path may instead carry a "limit_ns" counter: an absolute ceiling on
 //     its median, for paths whose floor is "nothing at all".
 //   - A path registered without a baseline is reported with its time only.
-//   - A path that handles N records per iteration (a pass over N loops, a
-//     frame over N callbacks) ends its name with "/N" and reports N items per
-//     iteration (VORNBenchItems); the table then shows the cost per record
-//     beside the median, so growth across N shows at a glance.
+//   - A path whose cost depends on how many records exist ends its name
+//     with "/N". One that handles all N per iteration (a pass over N loops,
+//     a frame over N callbacks) also reports N items per iteration
+//     (VORNBenchItems); the table then shows the cost per record beside the
+//     median, so growth across N shows at a glance.
 //   - Memory figures are measurements, not timings: register them with
 //     VORNBenchMeasure and report them as counters named "bytes_per_record"
 //     or "peak_rss_bytes"; they go to a table of their own.
