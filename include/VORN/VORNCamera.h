@@ -24,7 +24,7 @@ VORN_STATIC_ASSERT(sizeof(VORNCameraPositionRecord) == 28, camera_position_size)
 /* The controller's callback. Each frame: position holds the host's values to
    rewrite, isLosingControl is 0; return non-zero to keep control, 0 to give it
    up. When control is taken away: position is null, isLosingControl is 1, and
-   the result is ignored. */
+   the result is ignored. A callback that throws counts as having returned 0. */
 typedef int (*VORNCameraControl_f)(VORNCameraPositionRecord* position, int isLosingControl,
                                    void* refcon);
 

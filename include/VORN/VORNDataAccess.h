@@ -31,7 +31,8 @@ typedef int VORNDataTypeID;
 /* Accessor callbacks of a data ref's owner. Every callback gets the refcon
    given at registration (readRefcon for reads, writeRefcon for writes).
    Array and byte readers called with a null destination return, by
-   convention, the number of elements available. */
+   convention, the number of elements available. A reader that throws counts
+   as having returned 0 (nothing copied); a writer that throws loses the write. */
 typedef int (*VORNGetDatai_f)(void* refcon);
 typedef void (*VORNSetDatai_f)(void* refcon, int value);
 typedef float (*VORNGetDataf_f)(void* refcon);
@@ -45,7 +46,8 @@ typedef void (*VORNSetDatavf_f)(void* refcon, float* values, int offset, int cou
 typedef int (*VORNGetDatab_f)(void* refcon, void* bytes, int offset, int max);
 typedef void (*VORNSetDatab_f)(void* refcon, void* bytes, int offset, int count);
 
-/* Called after every write of a shared data item, with the subscriber's refcon. */
+/* Called after every write of a shared data item, with the subscriber's refcon.
+   An exception it throws is logged and ignored; the others are still called. */
 typedef void (*VORNDataChanged_f)(void* refcon);
 
 /* ---- Finding and inspecting ---------------------------------------------- */
@@ -124,7 +126,8 @@ VORN_API void VORNUnregisterDataAccessor(VORNDataRef ref);
    called after every write of the item (the caller's own writes included).
    The item is a data ref owned by the host, read and written with the calls
    above; its value outlives every plug-in. Returns 1, or 0 when name exists
-   with another type (nothing is done then) or name is null. */
+   with another type (nothing is done then) or name is null. Array items
+   ignore negative offsets and counts, a null source and sizes past 2 GB. */
 VORN_API int VORNShareData(const char* name, VORNDataTypeID type, VORNDataChanged_f callback,
                            void* refcon);
 

@@ -32,11 +32,12 @@ VORN_BEGIN_DECLS
 #define VORN_DRAW_PHASE_102 102
 
 /* Called in `phase`, before the host draws it (isBefore 1) or after (0).
-   Return 0 from a "before" call to keep the host from drawing the phase. */
+   Return 0 from a "before" call to keep the host from drawing the phase.
+   A callback that throws counts as having returned 1. */
 typedef int (*VORNDrawCallback_f)(int phase, int isBefore, void* refcon);
 
 /* Called for every key press; return 0 to consume the key. flags are the
-   host's modifier and up/down bits. */
+   host's modifier and up/down bits. One that throws counts as returning 1. */
 typedef int (*VORNKeySniffer_f)(char key, int flags, char virtualKey, void* refcon);
 
 /* Registers callback for phase, before (wantsBefore 1) or after (0) the host
@@ -72,7 +73,10 @@ typedef void* VORNWindowID;
 #define VORN_MOUSE_DRAG 2
 #define VORN_MOUSE_UP 3
 
-/* Draws the window, in the window drawing phase, back-most window first. */
+/* Draws the window, in the window drawing phase, back-most window first.
+   Window callbacks that throw count as having returned 0 (a mouse-down, a
+   cursor or wheel event then goes on to the windows behind; a key sent to
+   the focus window counts as taken all the same). */
 typedef void (*VORNDrawWindow_f)(VORNWindowID window, void* refcon);
 
 /* A key for the window that has keyboard focus. With losingFocus 1 (key,
@@ -183,7 +187,8 @@ VORN_API void VORNGetMouseLocation(int* outX, int* outY);
 
 typedef void* VORNHotKeyID;
 
-/* Called when the hot key's combination is pressed. */
+/* Called when the hot key's combination is pressed; the key counts as taken
+   even if the callback throws. */
 typedef void (*VORNHotKey_f)(void* refcon);
 
 /* Registers a hot key owned by the calling plug-in; description is copied

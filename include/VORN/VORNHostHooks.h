@@ -252,7 +252,8 @@ VORN_API int VORNEventHook(int event, void* param, float elapsed);
 /* Offers the host's seven camera values (in the order of ReadCameraPosition)
    to the plug-in controlling the camera, which may rewrite them. Returns 0
    when it did, 1 when nobody controls the camera or it gave up (the values
-   are then untouched). Call once per frame. */
+   are then untouched), or when any pointer is null (the controller is then
+   not called). Call once per frame. */
 VORN_API int VORNCameraHook(float* p1, float* p2, float* p3, float* p4, float* p5, float* p6,
                             float* p7);
 

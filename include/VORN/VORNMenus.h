@@ -18,7 +18,8 @@ VORN_BEGIN_DECLS
 typedef void* VORNMenuID;
 
 /* Called when the user picks one of the menu's items: the menuRef given to
-   VORNCreateMenu and the itemRef given when the item was appended. */
+   VORNCreateMenu and the itemRef given when the item was appended. An
+   exception it throws is logged and ignored; the pick counts as handled. */
 typedef void (*VORNMenuHandler_f)(void* menuRef, void* itemRef);
 
 /* Check states of an item. */

@@ -12,7 +12,8 @@
 VORN_BEGIN_DECLS
 
 /* Called when the aircraft have been released and the caller, having asked
-   before, may try VORNAcquirePlanes again. */
+   before, may try VORNAcquirePlanes again. An exception it throws is logged
+   and ignored; the next waiting plug-in is called all the same. */
 typedef void (*VORNPlanesAvailable_f)(void* refcon);
 
 /* Takes the aircraft over. aircraftPaths: null, or a null-terminated array of

@@ -25,12 +25,19 @@ VORN_BEGIN_DECLS
 #define VORN_PLUGIN_ENTRY VORN_API
 #endif
 
+/* Exceptions. A C++ exception that any plug-in callback (an entry point
+   below or any callback handed to the library) lets out stops where the
+   library called it: "[name]: a callback threw an exception; the library
+   ignored it and went on" is logged, and the call counts as having returned
+   the neutral value noted at each callback type (void callbacks: ignored).
+   Lists being walked, and the calling plug-in's identity, are unaffected. */
+
 /* Fills the three 256-byte buffers with name, unique signature and
-   description; returns non-zero to start, 0 to refuse. */
+   description; returns non-zero to start, 0 to refuse (also when it throws). */
 typedef int (*VPluginStart_f)(char* outName, char* outSignature, char* outDescription);
 /* Called once before the module is closed. */
 typedef void (*VPluginStop_f)(void);
-/* Returns non-zero when the plug-in agrees to be enabled. */
+/* Returns non-zero when the plug-in agrees to be enabled; throwing refuses. */
 typedef int (*VPluginEnable_f)(void);
 /* Called after the plug-in has been marked disabled. */
 typedef void (*VPluginDisable_f)(void);
@@ -133,7 +140,8 @@ VORN_API int VORNIsFeatureEnabled(const char* feature);
    state of the feature; an unknown name is reported as above. */
 VORN_API void VORNEnableFeature(const char* feature, int enable);
 
-/* Called once per known feature, whatever its state. */
+/* Called once per known feature, whatever its state; if it throws, the
+   enumeration goes on with the next feature. */
 typedef void (*VORNFeatureEnumerator_f)(const char* feature, void* refcon);
 
 /* Calls enumerator(name, refcon) for every known feature, in a fixed order. */

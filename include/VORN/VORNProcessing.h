@@ -19,7 +19,8 @@ VORN_BEGIN_DECLS
 
 /* sinceLastCall: seconds since this loop was last called (or created or
    scheduled relative to now); passTime: the host's elapsed time of this
-   pass; counter: the pass counter. Returns the next interval. */
+   pass; counter: the pass counter. Returns the next interval. A callback
+   that throws counts as having returned the interval it was called with. */
 typedef float (*VORNFlightLoop_f)(float sinceLastCall, float passTime, int counter,
                                   void* refcon);
 
@@ -50,7 +51,9 @@ VORN_API int VORNGetCycleNumber(void);
 VORN_API VORNFlightLoopID VORNCreateFlightLoop(VORNCreateFlightLoop_t* params);
 
 /* Removes one of the caller's flight loops; the handle is dead afterwards.
-   Another plug-in's loop is reported and kept. A null handle is ignored. */
+   Another plug-in's loop is reported and kept. A null handle is ignored.
+   Handles are not looked up (this runs on the frame's path): never pass a
+   destroyed handle, here or to VORNScheduleFlightLoop. */
 VORN_API void VORNDestroyFlightLoop(VORNFlightLoopID flightLoopID);
 
 /* Sets the interval of one of the caller's loops; relativeToNow non-zero

@@ -49,7 +49,8 @@ VORN_API void VORNDestroyProbe(VORNProbeRef probe);
 /* Probes the terrain at the local point (x, y, z) into *outInfo. Returns
    VORN_PROBE_HIT_TERRAIN or VORN_PROBE_MISSED; VORN_PROBE_ERROR (host not
    asked) for a probe that is not of type VORN_PROBE_Y, a structSize other
-   than 44, or a null probe or outInfo. The handle is trusted otherwise. */
+   than 44, or a null probe or outInfo. The handle is not looked up
+   otherwise: never pass a destroyed probe. */
 VORN_API int VORNProbeTerrainXYZ(VORNProbeRef probe, float x, float y, float z,
                                  VORNProbeResult_t* outInfo);
 
@@ -59,7 +60,8 @@ VORN_API int VORNProbeTerrainXYZ(VORNProbeRef probe, float x, float y, float z,
 typedef void* VORNObjectRef;
 
 /* Called once when an asynchronous load ends, with the object (null when
-   it failed) and the refcon given to VORNLoadObjectAsync. */
+   it failed) and the refcon given to VORNLoadObjectAsync. If it throws, the
+   exception is logged and ignored and the object stays the plug-in's. */
 typedef void (*VORNObjectLoaded_f)(VORNObjectRef object, void* refcon);
 
 /* Called by VORNLookupObjects for each object path the host finds. */

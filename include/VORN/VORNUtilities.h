@@ -49,10 +49,11 @@ VORN_API void VORNReloadScenery(void);
 /* ---- Paths and folders --------------------------------------------------- */
 
 /* Writes the simulator's root folder (ending with a separator) into out,
-   which must hold VORN_PATH_BUFFER_SIZE (512) bytes. */
+   which must hold VORN_PATH_BUFFER_SIZE (512) bytes. A null out is ignored. */
 VORN_API void VORNGetSystemPath(char* out);
 
-/* Writes the path of the simulator's preferences file into out (512 bytes). */
+/* Writes the path of the simulator's preferences file into out (512 bytes);
+   a null out is ignored. */
 VORN_API void VORNGetPrefsPath(char* out);
 
 /* The directory separator of the caller's path form: a one-character
@@ -109,7 +110,8 @@ typedef void* VORNCommandRef;
 
 /* A command handler: called with the command, the phase and its refcon.
    Returning 0 consumes the event: the handlers after it in the same list (and,
-   for a before-handler, the host itself) do not see it. */
+   for a before-handler, the host itself) do not see it. A handler that
+   throws counts as having returned 1. */
 typedef int (*VORNCommandCallback_f)(VORNCommandRef command, int phase, void* refcon);
 
 /* The command named name, or null if the host has none (or name is null). */

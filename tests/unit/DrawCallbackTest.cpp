@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@ using ::testing::IsEmpty;
 namespace {
 
 std::vector<std::string> gCalls;
+const char kThrew[] = "a callback threw an exception; the library ignored it and went on";
 
 // What a registered callback does when it is called: logs "name/id", runs
 // its action and returns result.
@@ -316,6 +318,37 @@ TEST_F(DrawCallbackTest, SniffersOfPluginsThatCannotBeCalledArePassedOver)
     Record(a).enabled = false;
     EXPECT_EQ(VORNDispatchKeySniffers('x', 0, 'X', true), 1);
     EXPECT_THAT(gCalls, IsEmpty());
+}
+
+// A callback that throws counts as having returned 1: the host still draws,
+// the key still goes on. One warning names the owner; the walk goes on.
+TEST_F(DrawCallbackTest, ADrawCallbackThatThrowsCountsAsOneAndTheWalkGoesOn)
+{
+    p2.action = [] { throw std::runtime_error("draw failed"); };
+    p2.result = 0;
+    RegisterAs(a, p1, 20, 1);
+    RegisterAs(b, p2, 20, 1);
+    host->ClearRecord();
+    EXPECT_EQ(VORNDispatchDrawingHook(20, 1, 0), 1);
+    EXPECT_THAT(gCalls, ElementsAre("p2/2 20b", "p1/1 20b"));
+    EXPECT_THAT(host->debugWrites,
+                ElementsAre("[", "B", "]: ", std::string(kThrew), "\n"));
+    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_EQ(RegisterAs(b, p3, 20, 1), 1) << "the list is usable as before";
+}
+
+TEST_F(DrawCallbackTest, AKeySnifferThatThrowsLetsTheKeyGoOn)
+{
+    p2.action = [] { throw 7; };
+    p2.result = 0;
+    SnifferAs(a, p1, 1);
+    SnifferAs(b, p2, 1);
+    host->ClearRecord();
+    EXPECT_EQ(VORNDispatchKeySniffers('k', 0, 'K', true), 1);
+    EXPECT_THAT(gCalls, ElementsAre("p2/2 k0K", "p1/1 k0K"));
+    EXPECT_THAT(host->debugWrites,
+                ElementsAre("[", "B", "]: ", std::string(kThrew), "\n"));
+    EXPECT_EQ(gDispatchedPlugin, 0);
 }
 
 }  // namespace

@@ -8,6 +8,9 @@
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
 
+#include <algorithm>
+#include <iterator>
+
 int32_t gIsControlled = 0;
 int32_t gControlDuration = 0;
 VORNCameraControl_f gCurrentControlFunc = nullptr;
@@ -62,6 +65,9 @@ int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, floa
     if (!gIsControlled)
         return 1;
     float* const host[7] = {p1, p2, p3, p4, p5, p6, p7};
+    // A host that passes a null pointer keeps its camera as it is.
+    if (std::find(std::begin(host), std::end(host), nullptr) != std::end(host))
+        return 1;
     VORNCameraPositionRecord position;
     for (int i = 0; i < 7; ++i)
         position.values[i] = *host[i];

@@ -48,18 +48,17 @@ bool IsDue(const VORNFlightLoopRecord& loop, float passTime)
 }
 
 // Calls a due loop as its owner and reschedules it by the result. A disabled
-// owner's loop is left exactly as it was; a callback that throws too.
+// owner's loop is left exactly as it was. A callback that throws counts as
+// having returned the loop's current interval: it keeps its rhythm instead of
+// being called again on every pass.
 void RunLoop(VORNFlightLoopRecord& loop, float passTime)
 {
     StDispatchCallback asOwner(loop.owner);
     if (!asOwner.valid)
         return;
-    float next = 0.0f;
-    try {
-        next = loop.callback(passTime - loop.lastCallTime, passTime, gLastCallNumber, loop.refcon);
-    } catch (...) {
-        return;
-    }
+    const float next = VORNCallPluginCode(loop.interval, [&] {
+        return loop.callback(passTime - loop.lastCallTime, passTime, gLastCallNumber, loop.refcon);
+    });
     // The record may have been removed by its own callback; it is still
     // allocated (nothing is freed while the pass runs) and the write-back
     // is harmless.

@@ -65,8 +65,11 @@ void SendButtonEdge(int button, int release)
 }
 
 // Fills out (512 bytes) from a host path slot, in the caller's path form.
+// A null out is ignored: the host's slot would write through it.
 void GetHostPath(void (*slot)(char*), char* out)
 {
+    if (out == nullptr)
+        return;
     slot(out);
     if (VORNNeedPathConvert()) {
         std::string path(out);
