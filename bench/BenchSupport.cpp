@@ -3,6 +3,8 @@
 
 #include "BenchSupport.h"
 
+#include <dlfcn.h>
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <cstdio>
@@ -104,6 +106,24 @@ void VORNBenchPair(const std::string& name, double target, BenchBody path, Bench
     Register(name + "/baseline", std::move(baseline));
 }
 
+void VORNBenchLimit(const std::string& name, double limitNs, BenchBody path)
+{
+    Register(name, [path, limitNs](benchmark::State& state) {
+        path(state);
+        state.counters["limit_ns"] = limitNs;
+    });
+}
+
+void VORNBenchMeasure(const std::string& name, BenchBody body)
+{
+    Register(name, std::move(body))->Iterations(1);
+}
+
+void VORNBenchItems(benchmark::State& state, int64_t count)
+{
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * count);
+}
+
 ScratchRoot::ScratchRoot()
 {
     mDir.MakeDir("Resources/plugins");
@@ -131,6 +151,11 @@ std::vector<std::string> ScratchRoot::AddModuleCopies(const std::string& module,
     return paths;
 }
 
+std::string ScratchRoot::CopyIn(const std::string& file, const std::string& relative) const
+{
+    return mDir.CopyFile(file, relative);
+}
+
 StartedLibrary::StartedLibrary()
 {
     VORNInitializePlugins(mRoot.SystemPath().c_str(), gBenchHooks, nullptr);
@@ -141,11 +166,40 @@ StartedLibrary::~StartedLibrary()
     VORNShutdownPlugins();
 }
 
+PrivateLibrary::PrivateLibrary()
+{
+    // A file of its own: the dynamic loader would hand back the loaded
+    // library for the same path.
+    const std::string path = mRoot.CopyIn(VORN_BENCH_LIBRARY, "libvorn-copy.so");
+    mModule = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+    if (mModule == nullptr) {
+        std::fprintf(stderr, "vorn_bench: %s\n", dlerror());
+        std::abort();
+    }
+    Get("VORNInitializePlugins", &VORNInitializePlugins)(mRoot.SystemPath().c_str(), gBenchHooks,
+                                                         nullptr);
+}
+
+void* PrivateLibrary::Symbol(const char* name) const
+{
+    void* symbol = dlsym(mModule, name);
+    if (symbol == nullptr) {
+        std::fprintf(stderr, "vorn_bench: no %s in the private library\n", name);
+        std::abort();
+    }
+    return symbol;
+}
+
 std::size_t BenchPeakResidentBytes()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<std::size_t>(usage.ru_maxrss) * 1024;  // ru_maxrss is in KiB
+}
+
+std::size_t BenchHeapBytesInUse()
+{
+    return mallinfo2().uordblks;
 }
 
 }  // namespace vornbench

@@ -11,7 +11,17 @@
 //     calls, or raw dlopen/dlsym/dlclose of the same modules.
 //   - A path may carry a "target" counter: the highest acceptable ratio of its
 //     median to the baseline's median, both from the same run.
+//   - A path may instead carry a "limit_ns" counter: an absolute ceiling on
+//     its median, for paths whose floor is "nothing at all".
 //   - A path registered without a baseline is reported with its time only.
+//   - A path whose cost depends on how many records exist ends its name
+//     with "/N". One that handles all N per iteration (a pass over N loops,
+//     a frame over N callbacks) also reports N items per iteration
+//     (VORNBenchItems); the table then shows the cost per record beside the
+//     median, so growth across N shows at a glance.
+//   - Memory figures are measurements, not timings: register them with
+//     VORNBenchMeasure and report them as counters named "bytes_per_record"
+//     or "peak_rss_bytes"; they go to a table of their own.
 //   Register with VORNBenchPair / VORNBenchPath, never with BENCHMARK()
 //   directly, so that every name follows the convention.
 //
@@ -30,6 +40,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -42,6 +53,13 @@ using BenchBody = std::function<void(benchmark::State&)>;
 // the path has no target ratio.
 void VORNBenchPath(const std::string& name, BenchBody path, double target = 0.0);
 void VORNBenchPair(const std::string& name, double target, BenchBody path, BenchBody baseline);
+// Registers a path with an absolute ceiling on its median, in nanoseconds.
+void VORNBenchLimit(const std::string& name, double limitNs, BenchBody path);
+// Registers a one-iteration measurement (memory), reported by its counters.
+void VORNBenchMeasure(const std::string& name, BenchBody body);
+
+// Marks every iteration of state as handling count records.
+void VORNBenchItems(benchmark::State& state, int64_t count);
 
 // The host table every benchmark hands to the library: all 71 slots are
 // filled with functions that do nothing and return zero, so a forwarder's
@@ -69,6 +87,8 @@ public:
     // loader cannot share them); returns the copies' paths in load order.
     std::vector<std::string> AddModuleCopies(const std::string& module, const std::string& stem,
                                              int count) const;
+    // Copies file to relative (below the root); returns the copy's path.
+    std::string CopyIn(const std::string& file, const std::string& relative) const;
 
 private:
     vorntest::TempDir mDir;
@@ -86,8 +106,37 @@ private:
     ScratchRoot mRoot;
 };
 
+// A private copy of libvorn.so, started by a host over a scratch root of its
+// own: fresh registries for paths whose cost depends on how many records
+// exist, since the data-ref registry of a library never shrinks. The copy
+// binds its own symbols first (RTLD_DEEPBIND), so it shares no state with
+// the libvorn.so this program links. Lives until the program ends.
+class PrivateLibrary {
+public:
+    PrivateLibrary();
+    PrivateLibrary(const PrivateLibrary&) = delete;
+    PrivateLibrary& operator=(const PrivateLibrary&) = delete;
+
+    // The copy's function `name`, typed like the declaration `function`.
+    template <typename Function>
+    Function* Get(const char* name, Function* /*function*/) const
+    {
+        return reinterpret_cast<Function*>(Symbol(name));
+    }
+
+private:
+    void* Symbol(const char* name) const;
+
+    ScratchRoot mRoot;
+    void* mModule = nullptr;
+};
+
 // Peak resident memory of this process so far, in bytes (getrusage).
 std::size_t BenchPeakResidentBytes();
+
+// Bytes the heap has handed out and not taken back (mallinfo2), including
+// the allocator's own per-block overhead: what records really cost.
+std::size_t BenchHeapBytesInUse();
 
 }  // namespace vornbench
 

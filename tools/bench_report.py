@@ -4,17 +4,21 @@
 Every path is paired with its floor by name: "X/baseline" is the baseline of
 "X" (see bench/BenchSupport.h). For each path the table shows the median of
 the repetitions, the baseline's median from the same run, their ratio and,
-when the path declares one, its target ratio and whether it was met. Paths
-named with --callgrind also get their instructions per iteration (and their
-baseline's) counted under callgrind, in a second table.
+when the path declares one, its target ratio (or absolute limit) and whether
+it was met; paths that handle N records per iteration also show the cost per
+record. Memory measurements (counters "bytes_per_record") go to a table of
+their own, with the peak resident memory of the reference host (--host) run
+over its sample root. Paths named with --callgrind also get their
+instructions per iteration (and their baseline's) counted under callgrind.
 
     tools/bench_report.py build/bench/bench/vorn_bench [--repetitions 10]
                           [--min-time 0.1] [--filter REGEX] [--out FILE]
-                          [--callgrind PATH]...
+                          [--callgrind PATH]... [--host VORN_HOST]
 """
 
 import argparse
 import json
+import os
 import platform
 import subprocess
 import shutil
@@ -67,50 +71,99 @@ def show_time(ns):
     return f"{ns:.3g} ns"
 
 
+def per_record(entry):
+    """The time per record of a path that reports items, or ""."""
+    rate = entry.get("items_per_second")
+    return show_time(1e9 / rate) if rate else ""
+
+
+def is_memory(entry):
+    return "bytes_per_record" in entry
+
+
 def rows(found):
     baselines = {path_of(name): entry for name, entry in found.items() if path_of(name)}
     for name, entry in found.items():
-        if path_of(name):
+        if path_of(name) or is_memory(entry):
             continue
         time = nanoseconds(entry)
         target = entry.get("target")
+        limit = entry.get("limit_ns")
         baseline = baselines.get(name)
         if baseline is None:
-            yield [name, show_time(time), "", "", "", ""]
+            verdict = "" if limit is None else ("yes" if time <= limit else "**no**")
+            yield [name, show_time(time), per_record(entry), "", "", "",
+                   "" if limit is None else f"≤ {show_time(limit)}", verdict]
             continue
         floor = nanoseconds(baseline)
         ratio = time / floor
         verdict = "" if target is None else ("yes" if ratio <= target else "**no**")
-        yield [name, show_time(time), show_time(floor), f"{ratio:.2f}×",
+        yield [name, show_time(time), per_record(entry), show_time(floor),
+               per_record(baseline), f"{ratio:.2f}×",
                "" if target is None else f"≤ {target:g}×", verdict]
 
 
-def table(report, repetitions):
+def memory_rows(found):
+    for name, entry in found.items():
+        if is_memory(entry):
+            # Measurements run once: drop the "/iterations:1" that says so.
+            yield [name.split("/iterations:")[0], f"{entry['bytes_per_record']:.0f} bytes"]
+
+
+def host_peak_resident(host):
+    """Peak resident memory of the reference host over its sample root, in bytes."""
+    child = subprocess.Popen([host, "--quiet"], stdout=subprocess.DEVNULL)
+    _, status, usage = os.wait4(child.pid, 0)
+    child.returncode = os.waitstatus_to_exitcode(status)
+    if child.returncode != 0:
+        raise RuntimeError(f"{host} failed with {child.returncode}")
+    return usage.ru_maxrss * 1024  # KiB on Linux
+
+
+def table(report, repetitions, host):
     context = report["context"]
+    found = medians(report)
     lines = [
         f"Machine: {context.get('num_cpus')} CPUs at {context.get('mhz_per_cpu')} MHz, "
         f"{platform.system()} {platform.release()}; medians of {repetitions} repetitions "
-        "(CPU time of the process, which a busy machine disturbs less than wall time).",
+        "(CPU time of the process, which a busy machine disturbs less than wall time). "
+        "A trailing /N is the number of records; \"per record\" is the median over N.",
         "",
-        "| path | median | baseline | ratio | target | met |",
-        "|---|---:|---:|---:|---:|:---:|",
+        "| path | median | per record | baseline | per record | ratio | target | met |",
+        "|---|---:|---:|---:|---:|---:|---:|:---:|",
     ]
-    lines += ["| " + " | ".join(row) + " |" for row in rows(medians(report))]
+    lines += ["| " + " | ".join(row) + " |" for row in rows(found)]
+    memory = list(memory_rows(found))
+    if memory or host:
+        lines += ["", "Memory (heap growth over 10,000 records, allocator overhead included):",
+                  "", "| record | heap per record |", "|---|---:|"]
+        lines += ["| " + " | ".join(row) + " |" for row in memory]
+        if host:
+            peak = host_peak_resident(host)
+            lines.append(f"| vorn-host over the sample root: peak resident | "
+                         f"{peak / (1 << 20):.1f} MiB |")
     return "\n".join(lines) + "\n"
 
 
-def instruction_table(binary, names):
+def instruction_table(binary, names, found):
     lines = [
         "",
-        "Instructions per iteration (callgrind, `tools/bench_callgrind.py`):",
+        "Instructions per iteration (callgrind, `tools/bench_callgrind.py`); "
+        "a trailing /N counts records:",
         "",
-        "| path | path | baseline |",
-        "|---|---:|---:|",
+        "| path | path | baseline | path per record | baseline per record |",
+        "|---|---:|---:|---:|---:|",
     ]
     for name in names:
-        path = bench_callgrind.per_iteration(binary, name)
-        floor = bench_callgrind.per_iteration(binary, name + "/baseline")
-        lines.append(f"| {name} | {path:.1f} | {floor:.1f} |")
+        counts = [bench_callgrind.per_iteration(binary, name)]
+        if name + "/baseline" in found:
+            counts.append(bench_callgrind.per_iteration(binary, name + "/baseline"))
+        last = name.rsplit("/", 1)[-1]
+        records = int(last) if last.isdigit() and int(last) > 0 else 0
+        cells = [f"{count:.1f}" for count in counts] + [""] * (2 - len(counts))
+        cells += [f"{count / records:.1f}" if records else "" for count in counts]
+        cells += [""] * (4 - len(cells))
+        lines.append(f"| {name} | " + " | ".join(cells) + " |")
     return "\n".join(lines) + "\n"
 
 
@@ -124,11 +177,12 @@ def main():
     parser.add_argument("--out", help="write the table here as well as to stdout")
     parser.add_argument("--callgrind", action="append", default=[], metavar="PATH",
                         help="also count this path's instructions (needs valgrind)")
+    parser.add_argument("--host", help="the reference host, for its peak resident memory")
     args = parser.parse_args()
-    text = table(run_suite(args.binary, args.repetitions, args.min_time, args.filter),
-                 args.repetitions)
+    report = run_suite(args.binary, args.repetitions, args.min_time, args.filter)
+    text = table(report, args.repetitions, args.host)
     if args.callgrind and shutil.which("valgrind"):
-        text += instruction_table(args.binary, args.callgrind)
+        text += instruction_table(args.binary, args.callgrind, medians(report))
     sys.stdout.write(text)
     if args.out:
         with open(args.out, "w", encoding="utf-8") as out:

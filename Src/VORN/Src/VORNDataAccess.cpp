@@ -24,23 +24,41 @@ namespace {
 
 // ---- Pool ----------------------------------------------------------------------
 
+// Every block, by the address of its first record, so that validating a
+// handle is a binary search, not a walk over all blocks.
+std::vector<const DataRefBlock*> gBlocksByAddress;
+
 // The next free slot, opening a new block when the newest is full. The slot is
 // an orphan until its registration fills it, so a failure half-way never
 // leaves a record that validates.
 VORNData_t* NewRecord()
 {
     if (gDataFree == nullptr || gDataFree->used == gDataFree->capacity) {
+        gBlocksByAddress.reserve(gBlocksByAddress.size() + 1);  // nothing throws after this
         auto* block = new DataRefBlock();  // value-initialised: all fields zero
         block->capacity = kDataRefBlockCapacity;
         block->used = 0;
         (gDataFree ? gDataFree->next : gDataBlock) = block;
         gDataFree = block;
+        auto& index = gBlocksByAddress;
+        index.insert(std::upper_bound(index.begin(), index.end(), block, std::less<>()), block);
     }
     VORNData_t* record = &gDataFree->records[gDataFree->used++];
     record->name.clear();
     record->owner = VORN_NO_PLUGIN_ID;
     ++gDataCount;
     return record;
+}
+
+// The block whose records start at or below address, or null.
+const DataRefBlock* BlockBelow(uintptr_t address)
+{
+    auto above = std::upper_bound(
+        gBlocksByAddress.begin(), gBlocksByAddress.end(), address,
+        [](uintptr_t a, const DataRefBlock* block) {
+            return a < reinterpret_cast<uintptr_t>(&block->records[0]);
+        });
+    return above == gBlocksByAddress.begin() ? nullptr : *(above - 1);
 }
 
 // True when ref is the start of a slot already handed out; says nothing about
@@ -50,14 +68,14 @@ bool IsPoolRecord(const VORNData_t* ref)
     if (ref == nullptr)
         return false;
     const auto address = reinterpret_cast<uintptr_t>(ref);
-    for (const DataRefBlock* block = gDataBlock; block != nullptr; block = block->next) {
-        const auto first = reinterpret_cast<uintptr_t>(&block->records[0]);
-        const auto end = reinterpret_cast<uintptr_t>(&block->records[0] + block->used);
-        if (address < first || address >= end)
-            continue;
-        return (address - first) % sizeof(VORNData_t) == 0;
-    }
-    return false;
+    const DataRefBlock* block = BlockBelow(address);
+    if (block == nullptr)
+        return false;
+    const auto first = reinterpret_cast<uintptr_t>(&block->records[0]);
+    const auto end = reinterpret_cast<uintptr_t>(&block->records[0] + block->used);
+    if (address >= end)
+        return false;
+    return (address - first) % sizeof(VORNData_t) == 0;
 }
 
 // ---- Reads and writes ------------------------------------------------------------

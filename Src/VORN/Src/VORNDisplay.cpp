@@ -9,25 +9,84 @@
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
 
+#include <map>
+#include <cstdint>
 #include <memory>
+#include <tuple>
 #include <unordered_set>
+#include <utility>
 #include <vector>
-
-VORNResourceList<VORNDrawCallbackRecord> gDrawCallbacks;
-VORNResourceList<VORNKeySnifferRecord> gKeyCallbacks;
 
 namespace {
 
-// Live draw callbacks per phase, so that the many drawing steps of a frame
-// that nobody draws in cost one array read each. Phases outside the table
-// share the last bucket.
-const int kCountedPhases = 128;
-int gLiveDrawCallbacks[kCountedPhases + 1] = {};
+// The newest record of each (phase, wantsBefore) bucket. The phases the host
+// draws, with "before" 0 or 1, have a slot of their own, so that the many
+// drawing steps of a frame that nobody draws in cost one array read each;
+// other pairs are looked up.
+const int kTablePhases = 128;
+VORNDrawCallbackRecord* gDrawHeads[kTablePhases][2] = {};
+std::map<std::pair<int32_t, int32_t>, VORNDrawCallbackRecord*> gOtherDrawHeads;
 
-int& LiveCountOf(int32_t phase)
+bool HasSlot(int32_t phase, int32_t before)
 {
-    return gLiveDrawCallbacks[(phase >= 0 && phase < kCountedPhases) ? phase : kCountedPhases];
+    return phase >= 0 && phase < kTablePhases && (before == 0 || before == 1);
 }
+
+// The head of the bucket, or null when the pair has none.
+VORNDrawCallbackRecord** FindHead(int32_t phase, int32_t before)
+{
+    if (HasSlot(phase, before))
+        return &gDrawHeads[phase][before];
+    auto found = gOtherDrawHeads.find({phase, before});
+    return found != gOtherDrawHeads.end() ? &found->second : nullptr;
+}
+
+// The head of the bucket, created empty if need be (may throw).
+VORNDrawCallbackRecord*& HeadFor(int32_t phase, int32_t before)
+{
+    return HasSlot(phase, before) ? gDrawHeads[phase][before] : gOtherDrawHeads[{phase, before}];
+}
+
+void LinkIntoBucket(VORNDrawCallbackRecord* record, VORNDrawCallbackRecord*& head)
+{
+    record->bucketPrev = nullptr;
+    record->bucketNext = head;
+    if (head != nullptr)
+        head->bucketPrev = record;
+    head = record;
+}
+
+// Told by gDrawCallbacks whenever a record leaves it.
+void UnlinkFromBucket(VORNDrawCallbackRecord* record)
+{
+    VORNDrawCallbackRecord** head = FindHead(record->phase, record->wantsBefore);
+    if (*head == record)
+        *head = record->bucketNext;
+    if (record->bucketPrev != nullptr)
+        record->bucketPrev->bucketNext = record->bucketNext;
+    if (record->bucketNext != nullptr)
+        record->bucketNext->bucketPrev = record->bucketPrev;
+    if (*head == nullptr && !HasSlot(record->phase, record->wantsBefore))
+        gOtherDrawHeads.erase({record->phase, record->wantsBefore});
+}
+
+// The first record of the bucket that same accepts, dead ones included.
+template <typename Same>
+VORNDrawCallbackRecord* FindInBucket(VORNDrawCallbackRecord* head, Same same)
+{
+    for (VORNDrawCallbackRecord* r = head; r != nullptr; r = r->bucketNext) {
+        if (same(*r))
+            return r;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+VORNResourceList<VORNDrawCallbackRecord> gDrawCallbacks(UnlinkFromBucket);
+VORNResourceList<VORNKeySnifferRecord> gKeyCallbacks;
+
+namespace {
 
 template <typename T, typename Same>
 T* FindFirst(VORNResourceList<T>& list, Same same)
@@ -51,22 +110,11 @@ int RegisterUnique(VORNResourceList<T>& list, std::unique_ptr<T> record, Same sa
     return 1;
 }
 
-void OnKilled(VORNDrawCallbackRecord& record)
-{
-    --LiveCountOf(record.phase);
-}
-
-void OnKilled(VORNKeySnifferRecord&) {}
-void OnKilled(VORNWindowRecord&) {}
-void OnKilled(VORNHotKeyInfoRecord&) {}
-
 // Removes record; callers hold an iteration open, so it is freed (or moved
 // out of the way of running walks) when that iteration ends.
 template <typename T>
 void KillRecord(VORNResourceList<T>& list, T* record)
 {
-    if (!record->dead)
-        OnKilled(*record);
     list.VORNKillResource(record, true);
 }
 
@@ -125,17 +173,30 @@ VORN_EXPORT int VORNRegisterDrawCallback(VORNDrawCallback_f callback, int phase,
         record->phase = phase;
         record->wantsBefore = wantsBefore;
         record->refcon = refcon;
-        const int added = RegisterUnique(gDrawCallbacks, std::move(record),
-                                         SameDraw(callback, phase, wantsBefore, refcon));
-        LiveCountOf(phase) += added;
-        return added;
+        // Equal registrations share a bucket, in the list's order: the
+        // bucket alone answers for duplicates.
+        StIterate<VORNDrawCallbackRecord> iterate(gDrawCallbacks);
+        VORNDrawCallbackRecord*& head = HeadFor(phase, wantsBefore);
+        if (FindInBucket(head, SameDraw(callback, phase, wantsBefore, refcon)) != nullptr)
+            return 0;
+        gDrawCallbacks.PushFront(record.get());
+        LinkIntoBucket(record.release(), head);
+        return 1;
     });
 }
 
 VORN_EXPORT int VORNUnregisterDrawCallback(VORNDrawCallback_f callback, int phase,
                                            int wantsBefore, void* refcon)
 {
-    return UnregisterFirst(gDrawCallbacks, SameDraw(callback, phase, wantsBefore, refcon));
+    StIterate<VORNDrawCallbackRecord> iterate(gDrawCallbacks);
+    VORNDrawCallbackRecord** head = FindHead(phase, wantsBefore);
+    VORNDrawCallbackRecord* record =
+        head != nullptr ? FindInBucket(*head, SameDraw(callback, phase, wantsBefore, refcon))
+                        : nullptr;
+    if (record == nullptr)
+        return 0;
+    KillRecord(gDrawCallbacks, record);
+    return 1;
 }
 
 VORN_EXPORT int VORNRegisterKeySniffer(VORNKeySniffer_f callback, int beforeWindows, void* refcon)
@@ -157,13 +218,16 @@ VORN_EXPORT int VORNUnregisterKeySniffer(VORNKeySniffer_f callback, int beforeWi
     return UnregisterFirst(gKeyCallbacks, SameSniffer(callback, beforeWindows, refcon));
 }
 
-int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
+namespace {
+
+// Calls the bucket's callbacks. Kept out of line so that the far more
+// common empty dispatch needs no stack frame.
+__attribute__((noinline)) int DrawBucket(VORNDrawCallbackRecord* head, int phase, int isBefore,
+                                         int reflectionFlag)
 {
-    if (LiveCountOf(phase) == 0)
-        return 1;
     int result = 1;
     StIterate<VORNDrawCallbackRecord> iterate(gDrawCallbacks);
-    for (auto* r = gDrawCallbacks.First(); r != nullptr; r = gDrawCallbacks.Next(r)) {
+    for (auto* r = head; r != nullptr; r = r->bucketNext) {
         if (!WantsThisDraw(*r, phase, isBefore, reflectionFlag))
             continue;
         StDispatchCallback asOwner(r->owner);
@@ -172,6 +236,16 @@ int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
                 VORNCallPluginCode(1, [&] { return r->callback(phase, isBefore, r->refcon); });
     }
     return result;
+}
+
+}  // namespace
+
+int VORNDispatchDrawingHook(int phase, int isBefore, int reflectionFlag)
+{
+    VORNDrawCallbackRecord* const* head = FindHead(phase, isBefore);
+    if (head == nullptr || *head == nullptr)
+        return 1;
+    return DrawBucket(*head, phase, isBefore, reflectionFlag);
 }
 
 int VORNDispatchKeySniffers(char key, int flags, char virtualKey, bool beforeWindows)
@@ -451,14 +525,42 @@ VORN_EXPORT void VORNGetMouseLocation(int* outX, int* outY)
 
 // ==== Hot keys ==================================================================
 
-VORNResourceList<VORNHotKeyInfoRecord> gHotKeys;
+namespace {
+
+// Hot keys by key combination, newest first within one combination, so
+// that a key press looks up its own combination instead of walking every
+// hot key. Records only ever join the front of gHotKeys, so their
+// registration serials, largest first, are the list's order.
+using Combination = std::tuple<char, int32_t, uint64_t>;  // key, flags, newest first
+std::map<Combination, VORNHotKeyInfoRecord*> gHotKeysByCombination;
+uint64_t gHotKeySerial = 0;
+
+// Ids of the hot keys linked in gHotKeys (a removed one until it leaves the
+// list), so that checking an id costs one look-up.
+std::unordered_set<const void*> gLinkedHotKeys;
+
+Combination CombinationOf(const VORNHotKeyInfoRecord& record)
+{
+    return Combination(record.virtualKey, record.flags, UINT64_MAX - record.serial);
+}
+
+// A hot key leaving the list is about to be freed: no index may keep it.
+void ForgetHotKey(VORNHotKeyInfoRecord* record)
+{
+    gLinkedHotKeys.erase(record);
+    gHotKeysByCombination.erase(CombinationOf(*record));
+}
+
+}  // namespace
+
+VORNResourceList<VORNHotKeyInfoRecord> gHotKeys(ForgetHotKey);
 
 namespace {
 
 // Callers hold an iteration of gHotKeys open.
 VORNHotKeyInfoRecord* FindHotKey(VORNHotKeyID id)
 {
-    return FindFirst(gHotKeys, [id](const VORNHotKeyInfoRecord& r) { return &r == id; });
+    return gLinkedHotKeys.count(id) != 0 ? static_cast<VORNHotKeyInfoRecord*>(id) : nullptr;
 }
 
 // Stage 0 after the sniffers: the newest live hot key bound to exactly this
@@ -466,12 +568,17 @@ VORNHotKeyInfoRecord* FindHotKey(VORNHotKeyID id)
 int DispatchHotKeys(char virtualKey, int flags)
 {
     StIterate<VORNHotKeyInfoRecord> iterate(gHotKeys);
-    for (auto* r = gHotKeys.First(); r != nullptr; r = gHotKeys.Next(r)) {
-        if (r->dead || r->virtualKey != virtualKey || r->flags != flags)
+    for (auto it = gHotKeysByCombination.lower_bound(Combination(virtualKey, flags, 0));
+         it != gHotKeysByCombination.end() && std::get<0>(it->first) == virtualKey &&
+         std::get<1>(it->first) == flags;
+         ++it) {
+        VORNHotKeyInfoRecord* r = it->second;
+        if (r->dead)
             continue;
         StDispatchCallback asOwner(r->owner);
         if (!asOwner.valid)
             continue;
+        // The walk ends here, before the callback can change the index.
         if (r->callback != nullptr)
             VORNCallPluginCode([&] { r->callback(r->refcon); });
         return 0;
@@ -486,13 +593,21 @@ VORN_EXPORT VORNHotKeyID VORNRegisterHotKey(char virtualKey, int flags, const ch
 {
     return VORNNoThrow<VORNHotKeyID>(nullptr, [&] {
         auto record = std::make_unique<VORNHotKeyInfoRecord>();
+        record->serial = ++gHotKeySerial;
         record->owner = VORNGetDispatchedPlugin();
         record->virtualKey = virtualKey;
         record->flags = flags;
         record->description = description != nullptr ? description : "";
         record->callback = callback;
         record->refcon = refcon;
+        // Allocate the index entry first; after the id set has taken the
+        // record nothing may fail.
+        std::map<Combination, VORNHotKeyInfoRecord*> staging{
+            {CombinationOf(*record), record.get()}};
+        auto entry = staging.extract(staging.begin());
         StIterate<VORNHotKeyInfoRecord> iterate(gHotKeys);
+        gLinkedHotKeys.insert(record.get());
+        gHotKeysByCombination.insert(std::move(entry));
         gHotKeys.PushFront(record.get());
         return static_cast<VORNHotKeyID>(record.release());
     });
@@ -543,8 +658,11 @@ VORN_EXPORT void VORNSetHotKeyCombination(VORNHotKeyID id, char virtualKey, int 
 {
     StIterate<VORNHotKeyInfoRecord> iterate(gHotKeys);
     if (VORNHotKeyInfoRecord* record = FindHotKey(id)) {
+        auto entry = gHotKeysByCombination.extract(CombinationOf(*record));
         record->virtualKey = virtualKey;
         record->flags = flags;
+        entry.key() = CombinationOf(*record);
+        gHotKeysByCombination.insert(std::move(entry));
     }
 }
 

@@ -11,12 +11,19 @@
 #include <cstdint>
 #include <string>
 
+// Draw callbacks are linked twice: in gDrawCallbacks (every registration,
+// newest first) and in the bucket of their (phase, wantsBefore) pair, newest
+// first too, so that a drawing step walks only the callbacks of its own
+// phase. A record leaves its bucket when it leaves the list and, like there,
+// keeps its own bucket links so that a walk standing on it can move on.
 struct VORNDrawCallbackRecord : VORNResource_t {
     VORNDrawCallback_f callback = nullptr;
     int32_t owner = VORN_NO_PLUGIN_ID;
     int32_t phase = 0;
     int32_t wantsBefore = 0;
     void* refcon = nullptr;
+    VORNDrawCallbackRecord* bucketNext = nullptr;
+    VORNDrawCallbackRecord* bucketPrev = nullptr;
 };
 
 struct VORNKeySnifferRecord : VORNResource_t {
@@ -45,6 +52,7 @@ struct VORNWindowRecord : VORNResource_t {
 
 // A hot key; its id is the record's address. It owns its description.
 struct VORNHotKeyInfoRecord : VORNResource_t {
+    uint64_t serial = 0;  // increases with every registration: the list's order
     int32_t owner = VORN_NO_PLUGIN_ID;
     char virtualKey = 0;
     int32_t flags = 0;

@@ -74,13 +74,17 @@ inline PluginRecord* VORNPluginRecordFor(int id)
 }
 
 // True when the library may call into plug-in id: it is registered and
-// enabled, or the registry is still empty and id is the host.
+// enabled, or the registry is still empty and id is the host. Every data-ref
+// access and callback runs this, so the common case (a registered id) comes
+// first and a negative id fails the one unsigned range test.
 inline bool VORNIsCallable(int id)
 {
-    if (gAllPlugins.empty())
-        return id == VORN_HOST_PLUGIN_ID;
-    const PluginRecord* record = VORNPluginRecordFor(id);
-    return record != nullptr && record->enabled;
+    const size_t count = gAllPlugins.size();
+    if (__builtin_expect(static_cast<size_t>(id) < count, 1)) {
+        const PluginRecord* record = gAllPlugins[static_cast<size_t>(id)].get();
+        return record != nullptr && record->enabled;
+    }
+    return count == 0 && id == VORN_HOST_PLUGIN_ID;
 }
 
 // Scope guard around every call from the library into a plug-in: makes id the

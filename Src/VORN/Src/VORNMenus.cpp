@@ -9,6 +9,8 @@
 #include "VORNLoaderInternal.h"
 
 #include <algorithm>
+#include <set>
+#include <tuple>
 
 std::vector<std::unique_ptr<VORNMenuInfo_t>> gMenus;
 VORNMenuInfo_t* gPluginMenu = nullptr;
@@ -17,6 +19,47 @@ namespace {
 
 const char kPluginsMenuName[] = "Plugins";
 const char kSeparatorName[] = "-";
+
+// Menus and items are numbered as they are made; since menus only ever join
+// the end of gMenus and items the end of their menu, and removals keep the
+// order of the rest, (menu serial, item serial) orders items exactly as a
+// walk over every menu's items does.
+uint64_t gNextMenuSerial = 1;
+uint64_t gNextItemSerial = 1;
+
+// Every item by its host id, then in walk order: a pick finds the first item
+// the host means with one look-up however many items there are.
+using ItemKey = std::tuple<int32_t, uint64_t, uint64_t>;  // host item, menu, item
+std::set<ItemKey> gItemsByHostId;
+
+ItemKey KeyOf(const VORNMenuInfo_t& menu, const VORNItemInfo_t& item)
+{
+    return ItemKey(item.hostItem, menu.serial, item.serial);
+}
+
+void ForgetItemsOf(const VORNMenuInfo_t& menu)
+{
+    for (const VORNItemInfo_t& item : menu.items)
+        gItemsByHostId.erase(KeyOf(menu, item));
+}
+
+// The first item in walk order that the host knows as hostItem, with its
+// menu; null when there is none.
+VORNItemInfo_t* FindHostItem(int hostItem, VORNMenuInfo_t** outMenu)
+{
+    auto key = gItemsByHostId.lower_bound(ItemKey(hostItem, 0, 0));
+    if (key == gItemsByHostId.end() || std::get<0>(*key) != hostItem)
+        return nullptr;
+    auto menu = std::lower_bound(
+        gMenus.begin(), gMenus.end(), std::get<1>(*key),
+        [](const auto& m, uint64_t serial) { return m->serial < serial; });
+    auto& items = (*menu)->items;
+    auto item = std::lower_bound(
+        items.begin(), items.end(), std::get<2>(*key),
+        [](const VORNItemInfo_t& it, uint64_t serial) { return it.serial < serial; });
+    *outMenu = menu->get();
+    return &*item;
+}
 
 // The record behind a menu id, or null for an id the library never handed out
 // (or one already destroyed), so that a bad id is ignored instead of followed.
@@ -52,17 +95,23 @@ const char* NameOrEmpty(const char* name)
 
 int AppendItem(VORNMenuInfo_t& menu, const char* name, void* itemRef, int fourth)
 {
-    // Make room first: once the host has the item, recording it cannot fail.
+    // Make room first (the index entry too): once the host has the item,
+    // recording it cannot fail.
     menu.items.reserve(menu.items.size() + 1);
+    std::set<ItemKey> staging{ItemKey()};
+    auto indexEntry = staging.extract(staging.begin());
     VORNItemInfo_t item;
     item.hostItem = gHooks->AppendMenuItem(menu.hostMenu, NameOrEmpty(name), itemRef, fourth);
     item.itemRef = itemRef;
     item.owner = gDispatchedPlugin;
+    item.serial = gNextItemSerial++;
     const auto earlier = std::count_if(menu.items.begin(), menu.items.end(),
                                        [](const VORNItemInfo_t& it) {
                                            return it.owner == gDispatchedPlugin;
                                        });
     menu.items.push_back(item);
+    indexEntry.value() = KeyOf(menu, item);
+    gItemsByHostId.insert(std::move(indexEntry));
     return static_cast<int>(earlier);
 }
 
@@ -81,6 +130,7 @@ VORNMenuInfo_t* CreateMenuRecord(const char* name, VORNMenuInfo_t* parent, int p
     menu->menuRef = menuRef;
     menu->handler = handler;
     menu->owner = gDispatchedPlugin;
+    menu->serial = gNextMenuSerial++;
     gMenus.push_back(std::move(menu));
     return gMenus.back().get();
 }
@@ -88,6 +138,7 @@ VORNMenuInfo_t* CreateMenuRecord(const char* name, VORNMenuInfo_t* parent, int p
 void RemoveItemAt(VORNMenuInfo_t& menu, int position)
 {
     gHooks->RemoveMenuItem(menu.hostMenu, position);
+    gItemsByHostId.erase(KeyOf(menu, menu.items[position]));
     menu.items.erase(menu.items.begin() + position);
 }
 
@@ -105,6 +156,7 @@ void RemoveItemsOf(VORNMenuInfo_t& menu, int plugin)
 
 void EraseMenu(const VORNMenuInfo_t* menu)
 {
+    ForgetItemsOf(*menu);
     gMenus.erase(std::find_if(gMenus.begin(), gMenus.end(),
                               [menu](const auto& m) { return m.get() == menu; }));
 }
@@ -137,6 +189,7 @@ void VORNResetMenus()
 {
     gPluginMenu = nullptr;
     gMenus.clear();
+    gItemsByHostId.clear();
 }
 
 void VORNInitMenus()
@@ -255,23 +308,20 @@ VORN_EXPORT void VORNRemoveMenuItem(VORNMenuID id, int index)
 
 int VORNHandleMenuItemPick(int hostItem)
 {
-    for (const auto& menu : gMenus) {
-        for (const VORNItemInfo_t& item : menu->items) {
-            if (item.hostItem != hostItem)
-                continue;
-            if (menu->handler == nullptr || item.enabled == 0)
-                return 0;
-            // Copies: the handler may create or destroy menus, this one included.
-            const VORNMenuHandler_f handler = menu->handler;
-            void* const menuRef = menu->menuRef;
-            void* const itemRef = item.itemRef;
-            StDispatchCallback dispatch(menu->owner);
-            if (dispatch.valid)
-                VORNCallPluginCode([&] { handler(menuRef, itemRef); });
-            return 0;
-        }
-    }
-    return 1;
+    VORNMenuInfo_t* menu = nullptr;
+    const VORNItemInfo_t* item = FindHostItem(hostItem, &menu);
+    if (item == nullptr)
+        return 1;
+    if (menu->handler == nullptr || item->enabled == 0)
+        return 0;
+    // Copies: the handler may create or destroy menus, this one included.
+    const VORNMenuHandler_f handler = menu->handler;
+    void* const menuRef = menu->menuRef;
+    void* const itemRef = item->itemRef;
+    StDispatchCallback dispatch(menu->owner);
+    if (dispatch.valid)
+        VORNCallPluginCode([&] { handler(menuRef, itemRef); });
+    return 0;
 }
 
 int VORNHandleMenuItemCheck(long hostMenu, int position, int* outCheck)
@@ -328,6 +378,7 @@ void VORNMenuCleanupHook(int plugin)
             // whose table stops short of the DestroyMenu slot cannot be told.
             if (VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
                 gHooks->DestroyMenu((*menu)->hostMenu);
+            ForgetItemsOf(**menu);
             menu = gMenus.erase(menu);
         } else {
             ++menu;

@@ -14,6 +14,7 @@ struct VORNItemInfo_t {
     int32_t check = VORN_MENU_NO_CHECK;
     int32_t enabled = 1;
     int32_t owner = VORN_NO_PLUGIN_ID;  // the plug-in that appended the item
+    uint64_t serial = 0;  // increases with every item appended anywhere
 };
 
 struct VORNMenuInfo_t {
@@ -22,6 +23,7 @@ struct VORNMenuInfo_t {
     std::vector<VORNItemInfo_t> items;  // in the host's order
     VORNMenuHandler_f handler = nullptr;
     int32_t owner = VORN_NO_PLUGIN_ID;  // 0 for the "Plugins" menu
+    uint64_t serial = 0;  // increases with every menu created
 };
 
 // Every menu, in creation order. A menu id is the address of its record.
