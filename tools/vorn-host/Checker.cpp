@@ -93,7 +93,7 @@ void ReportLeftovers(const VORNPluginInventory& inv)
 }
 
 // The whole check, run in the child process.
-int RunCheck(const std::string& plugin, const std::string& library)
+int RunCheck(const std::string& plugin, const std::string& library, const fs::path& scratch)
 {
     HostLibrary lib;
     std::string error;
@@ -102,7 +102,6 @@ int RunCheck(const std::string& plugin, const std::string& library)
         Report("error", error);
         return 2;
     }
-    const fs::path scratch = fs::temp_directory_path() / ("vorn-check-" + std::to_string(getpid()));
     const fs::path plugins = scratch / "Resources" / "plugins";
     fs::create_directories(plugins);
     const fs::path source(plugin);
@@ -126,7 +125,6 @@ int RunCheck(const std::string& plugin, const std::string& library)
     if (lib.CountPlugins() < 2) {
         ExplainLoadFailure(log.str(), plugin);
         sim.Shutdown();
-        fs::remove_all(scratch);
         return 0;
     }
     if (!lib.IsPluginEnabled(id))
@@ -176,7 +174,6 @@ int RunCheck(const std::string& plugin, const std::string& library)
     sim.Shutdown();
     if (gSawUnload)
         ReportLeftovers(gLeftover);
-    fs::remove_all(scratch);
     Report("phase", "done");
     return 0;
 }
@@ -189,6 +186,22 @@ int CheckPlugin(const std::string& plugin, const std::string& library, std::ostr
         out << "error: " << plugin << " does not exist\n";
         return 2;
     }
+    // A fresh, private scratch root, removed by this (parent) process: the
+    // child may crash before it could clean up after itself.
+    std::string pattern = (fs::temp_directory_path() / "vorn-check-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        out << "error: cannot create a scratch folder\n";
+        return 2;
+    }
+    const fs::path scratch(pattern);
+    struct RemoveScratch {
+        const fs::path& path;
+        ~RemoveScratch()
+        {
+            std::error_code ignored;
+            fs::remove_all(path, ignored);
+        }
+    } removeScratch{scratch};
     int fds[2];
     if (pipe(fds) != 0) {
         out << "error: cannot create a pipe\n";
@@ -199,7 +212,7 @@ int CheckPlugin(const std::string& plugin, const std::string& library, std::ostr
     if (child == 0) {
         close(fds[0]);
         gReport = fdopen(fds[1], "w");
-        std::_Exit(RunCheck(plugin, library));
+        std::_Exit(RunCheck(plugin, library, scratch));
     }
     close(fds[1]);
     FILE* in = fdopen(fds[0], "r");
