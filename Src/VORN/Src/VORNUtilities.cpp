@@ -468,16 +468,30 @@ int VORNDispatchCommandHook(VORNCommandRef command, int isStart, int isEnd, int 
 void VORNCommandRepeatHook()
 {
     // Continuing a command runs its handlers, which may begin or end
-    // commands: walk a copy and skip whatever was ended meanwhile.
-    const auto held = gCommandMap;
-    for (const auto& [plugin, commands] : held) {
-        if (!VORNIsPluginEnabled(plugin))
-            continue;  // still held, resumed once the plug-in is enabled again
-        for (VORNCommandRef command : commands) {
-            if (IsHeld(plugin, command))
-                gHooks->CommandContinue(command);
-        }
+    // commands: walk a flat copy of what is held and skip whatever was ended
+    // meanwhile. This runs every frame, so the copy's buffer is kept from one
+    // frame to the next (a nested call simply starts with an empty one).
+    static std::vector<std::pair<int, VORNCommandRef>> spare;
+    std::vector<std::pair<int, VORNCommandRef>> held;
+    held.swap(spare);
+    held.clear();
+    for (const auto& [plugin, commands] : gCommandMap) {
+        for (VORNCommandRef command : commands)
+            held.emplace_back(plugin, command);
     }
+    int lastPlugin = VORN_NO_PLUGIN_ID;
+    bool enabled = false;
+    for (const auto& [plugin, command] : held) {
+        if (plugin != lastPlugin) {
+            // Still held while disabled; resumed once enabled again.
+            lastPlugin = plugin;
+            enabled = VORNIsPluginEnabled(plugin) != 0;
+        }
+        if (enabled && IsHeld(plugin, command))
+            gHooks->CommandContinue(command);
+    }
+    held.clear();
+    spare.swap(held);
 }
 
 void VORNCommandCleanupHook(int plugin)
