@@ -181,6 +181,41 @@ TEST_F(CameraTest, AControllerFoundDisabledAtTheNextFrameLosesControlUntold)
     EXPECT_EQ(gCurrentControlPlugin, -1);
 }
 
+// A plug-in that takes the camera inside its own VPluginDisable is already
+// disabled: it stays the controller, is never called, and the next camera
+// hook (or the host's release of a short control) drops it untold.
+int gDisableDuration = 2;
+void TakeCameraWhileDisabling()
+{
+    VORNControlCamera(gDisableDuration, Controller, const_cast<char*>("late"));
+}
+
+TEST_F(CameraTest, ACameraTakenInsideVPluginDisableIsDroppedUntoldByTheNextFrame)
+{
+    gDisableDuration = 2;
+    Record(a).disable = TakeCameraWhileDisabling;
+    VORNDisablePlugin(a);
+    EXPECT_EQ(gCurrentControlPlugin, a);
+    EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 1);
+    EXPECT_EQ(Frame(), 1);
+    EXPECT_THAT(gSeen, IsEmpty());
+    EXPECT_EQ(HostValues(), "1,2,3,4,5,6,7");
+    EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
+    EXPECT_EQ(gCurrentControlPlugin, -1);
+}
+
+TEST_F(CameraTest, AShortControlTakenInsideVPluginDisableIsReleasedUntoldByTheHost)
+{
+    gDisableDuration = 1;
+    Record(a).disable = TakeCameraWhileDisabling;
+    VORNDisablePlugin(a);
+    EXPECT_EQ(gCurrentControlPlugin, a);
+    EXPECT_EQ(VORNEventHook(1, nullptr, 0), 1);
+    EXPECT_THAT(gSeen, IsEmpty());
+    EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
+    EXPECT_EQ(gCurrentControlPlugin, -1);
+}
+
 TEST_F(CameraTest, UnloadingAnEnabledControllerTellsIt)
 {
     Control(a, 2);

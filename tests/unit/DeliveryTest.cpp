@@ -116,11 +116,11 @@ TEST_F(DeliveryTest, UnloadOrphansWorkInFlightAndReleasesWaitingResults)
     UnloadOnePlugin(a);
     EXPECT_THAT(gDelivered, ElementsAre("waiting:gone"));
     EXPECT_EQ(running.mPlugin, -1);
-    EXPECT_EQ(orphaned.mNext, &running);
-    EXPECT_EQ(running.mPrev, &orphaned);
+    EXPECT_EQ(VORNOrphanedDeliveries().mNext, &running);
+    EXPECT_EQ(running.mPrev, &VORNOrphanedDeliveries());
     VORNSendDelivery(&running);
     EXPECT_THAT(gDelivered, ElementsAre("waiting:gone", "running:gone"));
-    EXPECT_EQ(orphaned.mNext, nullptr);
+    EXPECT_EQ(VORNOrphanedDeliveries().mNext, nullptr);
 }
 
 TEST_F(DeliveryTest, UnloadedRecordsCanNeitherBeUnloadedAgainNorEnabled)

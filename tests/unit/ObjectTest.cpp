@@ -267,15 +267,15 @@ TEST_F(ObjectTest, AResultWhoseOwnerWasUnloadedGoesBackToTheHost)
     VORNDisablePlugin(a);
     UnloadOnePlugin(a);
     // Moved one at a time to the front: the in-flight order is reversed.
-    ASSERT_EQ(orphaned.mNext, host->asyncLoads[0].refcon);
-    EXPECT_EQ(orphaned.mNext->mNext, host->asyncLoads[1].refcon);
-    EXPECT_EQ(orphaned.mNext->mPlugin, -1);
+    ASSERT_EQ(VORNOrphanedDeliveries().mNext, host->asyncLoads[0].refcon);
+    EXPECT_EQ(VORNOrphanedDeliveries().mNext->mNext, host->asyncLoads[1].refcon);
+    EXPECT_EQ(VORNOrphanedDeliveries().mNext->mPlugin, -1);
     Answer(0, kTree);
     Answer(1, nullptr);
     EXPECT_THAT(gLoaded, IsEmpty());
     EXPECT_THAT(HostUnloads(), ElementsAre(Unloaded(kTree), Unloaded(nullptr)));
     EXPECT_THAT(gObjects[a], IsEmpty());
-    EXPECT_TRUE(orphaned.IsEmpty());
+    EXPECT_TRUE(VORNOrphanedDeliveries().IsEmpty());
 }
 
 TEST_F(ObjectTest, AResultWaitingForADisabledOwnerGoesBackToTheHostAtItsUnload)

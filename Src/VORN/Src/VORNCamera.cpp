@@ -71,15 +71,17 @@ int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, floa
     VORNCameraPositionRecord position;
     for (int i = 0; i < 7; ++i)
         position.values[i] = *host[i];
-    StDispatchCallback asController(gCurrentControlPlugin);
-    if (!asController.valid) {
+    const VORNCameraControl_f callback = gCurrentControlFunc;
+    void* const refcon = gCameraControlRef;
+    int keep = 0;  // also for a controller without a callback, or one that threw
+    const bool called = VORNCallPlugin(VORNCallKind::kCamera, gCurrentControlPlugin, [&] {
+        if (callback != nullptr)
+            keep = callback(&position, 0, refcon);
+    });
+    if (!called) {
         EndControl();
         return 1;
     }
-    const VORNCameraControl_f callback = gCurrentControlFunc;
-    const int keep = callback == nullptr
-                         ? 0
-                         : VORNCallPluginCode(0, [&] { return callback(&position, 0, gCameraControlRef); });
     if (keep == 0) {
         gIsControlled = 0;  // the controller stays on record
         return 1;
@@ -93,10 +95,10 @@ void VORNReleaseCameraInternal(int force)
 {
     if (!gIsControlled || (force == 0 && gControlDuration != kUntilViewChanges))
         return;
-    if (gCurrentControlFunc != nullptr) {
-        StDispatchCallback asController(gCurrentControlPlugin);
-        if (asController.valid)
-            VORNCallPluginCode([&] { gCurrentControlFunc(nullptr, 1, gCameraControlRef); });
+    if (const VORNCameraControl_f callback = gCurrentControlFunc) {
+        void* const refcon = gCameraControlRef;
+        VORNCallPlugin(VORNCallKind::kCamera, gCurrentControlPlugin,
+                       [&] { callback(nullptr, 1, refcon); });
     }
     EndControl();
 }
@@ -117,6 +119,11 @@ void VORNCameraDisableHook(int id)
 void VORNCameraCleanupHook(int id)
 {
     VORNCameraDisableHook(id);
+}
+
+void VORNCountCameraHoldings(int id, VORNPluginInventory* inventory)
+{
+    inventory->camera = gIsControlled != 0 && gCurrentControlPlugin == id ? 1 : 0;
 }
 
 void VORNResetCamera()

@@ -3,6 +3,7 @@
 #define VORN_CAMERA_INTERNAL_H
 
 #include "VORN/VORNCamera.h"
+#include "VORN/VORNHostHooks.h"
 
 #include <cstdint>
 
@@ -23,6 +24,9 @@ void VORNReleaseCameraInternal(int force);
 
 void VORNCameraDisableHook(int id);
 void VORNCameraCleanupHook(int id);
+
+// 1 in inventory's camera field when plug-in id controls the camera.
+void VORNCountCameraHoldings(int id, VORNPluginInventory* inventory);
 
 // Back to the state at start (tests).
 void VORNResetCamera();

@@ -92,10 +92,8 @@ auto ReadThrough(const VORNData_t* ref, Callback VORNData_t::*family, Args... ar
     const Callback read = ref->*family;
     if (read == nullptr)
         return Result();
-    StDispatchCallback guard(ref->owner);
-    if (!guard.valid)
-        return Result();
-    return VORNCallPluginCode(Result(), [&] { return read(ref->readRefcon, args...); });
+    return VORNCallPlugin(VORNCallKind::kDataAccessor, ref->owner, Result(),
+                          [&] { return read(ref->readRefcon, args...); });
 }
 
 template <typename Callback, typename... Args>
@@ -106,9 +104,8 @@ void WriteThrough(const VORNData_t* ref, Callback VORNData_t::*family, Args... a
     const Callback write = ref->*family;
     if (write == nullptr)
         return;
-    StDispatchCallback guard(ref->owner);
-    if (guard.valid)
-        VORNCallPluginCode([&] { write(ref->writeRefcon, args...); });
+    VORNCallPlugin(VORNCallKind::kDataAccessor, ref->owner,
+                   [&] { write(ref->writeRefcon, args...); });
 }
 
 // ---- Registration ---------------------------------------------------------------
@@ -186,9 +183,8 @@ void NotifySubscribers(VORNSharedDataRecord* item)
             return;
         const VORNSharedDataSubscriber subscriber = *next;
         last = subscriber.serial;
-        StDispatchCallback guard(subscriber.plugin);
-        if (guard.valid)
-            VORNCallPluginCode([&] { subscriber.callback(subscriber.refcon); });
+        VORNCallPlugin(VORNCallKind::kSharedData, subscriber.plugin,
+                       [&] { subscriber.callback(subscriber.refcon); });
     }
 }
 
@@ -467,20 +463,16 @@ void VORNDataRefsCleanupHook(int id)
     }
 }
 
-int VORNCountDataRefsOwnedBy(int id)
+void VORNCountDataRefHoldings(int id, VORNPluginInventory* inventory)
 {
     auto ownedBy = [id](const auto& entry) { return entry.second->owner == id; };
-    return static_cast<int>(std::count_if(gDataRefs.begin(), gDataRefs.end(), ownedBy));
-}
-
-int VORNCountSharedSubscriptionsOf(int id)
-{
-    int count = 0;
+    inventory->dataRefs = static_cast<int32_t>(std::count_if(gDataRefs.begin(), gDataRefs.end(), ownedBy));
+    int32_t count = 0;
     for (const auto& item : gSharedData) {
         const auto& list = item->subscribers;
-        count += static_cast<int>(std::count_if(list.begin(), list.end(), SubscribedBy(id)));
+        count += static_cast<int32_t>(std::count_if(list.begin(), list.end(), SubscribedBy(id)));
     }
-    return count;
+    inventory->sharedData = count;
 }
 
 // ---- Shared data -----------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #define VORN_DATA_ACCESS_INTERNAL_H
 
 #include "VORN/VORNDataAccess.h"
+#include "VORN/VORNHostHooks.h"
 
 #include <cstdint>
 #include <functional>
@@ -76,8 +77,7 @@ extern std::vector<std::unique_ptr<VORNSharedDataRecord>> gSharedData;
 
 // What plug-in id holds now: the data refs it publishes and its shared-data
 // subscriptions. For diagnostics.
-int VORNCountDataRefsOwnedBy(int id);
-int VORNCountSharedSubscriptionsOf(int id);
+void VORNCountDataRefHoldings(int id, VORNPluginInventory* inventory);
 
 // Withdraws every data ref plug-in id published and drops its shared-data
 // subscriptions; called by the loader when the plug-in is unloaded.

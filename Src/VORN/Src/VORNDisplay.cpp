@@ -230,10 +230,8 @@ __attribute__((noinline)) int DrawBucket(VORNDrawCallbackRecord* head, int phase
     for (auto* r = head; r != nullptr; r = r->bucketNext) {
         if (!WantsThisDraw(*r, phase, isBefore, reflectionFlag))
             continue;
-        StDispatchCallback asOwner(r->owner);
-        if (asOwner.valid)
-            result &=
-                VORNCallPluginCode(1, [&] { return r->callback(phase, isBefore, r->refcon); });
+        result &= VORNCallPlugin(VORNCallKind::kDraw, r->owner, 1,
+                                 [&] { return r->callback(phase, isBefore, r->refcon); });
     }
     return result;
 }
@@ -254,10 +252,9 @@ int VORNDispatchKeySniffers(char key, int flags, char virtualKey, bool beforeWin
     for (auto* r = gKeyCallbacks.First(); r != nullptr; r = gKeyCallbacks.Next(r)) {
         if (r->dead || (r->beforeWindows != 0) != beforeWindows)
             continue;
-        StDispatchCallback asOwner(r->owner);
-        if (asOwner.valid &&
-            VORNCallPluginCode(1, [&] { return r->callback(key, flags, virtualKey, r->refcon); }) ==
-                0)
+        if (VORNCallPlugin(VORNCallKind::kKeySniffer, r->owner, 1, [&] {
+                return r->callback(key, flags, virtualKey, r->refcon);
+            }) == 0)
             return 0;
     }
     return 1;
@@ -371,11 +368,8 @@ void TellFocusLost(VORNWindowRecord& old, VORNWindowID given)
         return;
     VORNWindowRecord* const outer = gTellingLoss;
     gTellingLoss = &old;
-    {
-        StDispatchCallback asOwner(old.owner);
-        if (asOwner.valid)
-            VORNCallPluginCode([&] { old.keyCallback(given, 0, 0, 0, old.refcon, 1); });
-    }
+    VORNCallPlugin(VORNCallKind::kKey, old.owner,
+                   [&] { old.keyCallback(given, 0, 0, 0, old.refcon, 1); });
     gTellingLoss = outer;
 }
 
@@ -575,13 +569,12 @@ int DispatchHotKeys(char virtualKey, int flags)
         VORNHotKeyInfoRecord* r = it->second;
         if (r->dead)
             continue;
-        StDispatchCallback asOwner(r->owner);
-        if (!asOwner.valid)
-            continue;
         // The walk ends here, before the callback can change the index.
-        if (r->callback != nullptr)
-            VORNCallPluginCode([&] { r->callback(r->refcon); });
-        return 0;
+        if (VORNCallPlugin(VORNCallKind::kHotKey, r->owner, [&] {
+                if (r->callback != nullptr)
+                    r->callback(r->refcon);
+            }))
+            return 0;
     }
     return 1;
 }
@@ -707,9 +700,7 @@ void DrawWindows()
         VORNWindowRecord* w = *it;
         if (w->dead || w->visible == 0 || w->drawCallback == nullptr)
             continue;
-        StDispatchCallback asOwner(w->owner);
-        if (asOwner.valid)
-            VORNCallPluginCode([&] { w->drawCallback(w, w->refcon); });
+        VORNCallPlugin(VORNCallKind::kWindowDraw, w->owner, [&] { w->drawCallback(w, w->refcon); });
     }
 }
 
@@ -739,18 +730,15 @@ int RunDrawStep(const DrawStep& step, int reflectionFlag)
     return 1;
 }
 
-// Offers an event at (x, y) to the windows under it, front to back, each as
-// its owner (skipping owners that cannot be called), until offer returns
-// non-zero; returns that value, or 0 when no window took it.
+// Offers an event at (x, y) to the windows under it, front to back,
+// skipping owners that cannot be called, until offer returns non-zero;
+// returns that value, or 0 when no window took it.
 template <typename Offer>
 int OfferToWindowsAt(int x, int y, Offer offer)
 {
     StWindowWalk walk;
     for (VORNWindowRecord* w : walk.FrontToBack()) {
-        if (!IsHit(*w, x, y))
-            continue;
-        StDispatchCallback asOwner(w->owner);
-        if (!asOwner.valid)
+        if (!IsHit(*w, x, y) || !VORNIsCallable(w->owner))
             continue;
         if (const int result = offer(*w))
             return result;
@@ -762,7 +750,8 @@ int MouseDown(int x, int y)
 {
     const int taken = OfferToWindowsAt(x, y, [&](VORNWindowRecord& w) {
         if (w.mouseCallback == nullptr ||
-            VORNCallPluginCode(0, [&] { return w.mouseCallback(&w, x, y, 1, w.refcon); }) == 0)
+            VORNCallPlugin(VORNCallKind::kMouseClick, w.owner, 0,
+                           [&] { return w.mouseCallback(&w, x, y, 1, w.refcon); }) == 0)
             return 0;
         // A window that destroyed itself, or whose callback disabled its
         // plug-in (the disable hook has run already), takes no drags.
@@ -784,13 +773,11 @@ int MouseDragOrUp(int x, int y, int status)
     // reached from inside that callback cannot deliver a second up.
     if (status == 3)
         gDragWindow = nullptr;
-    StDispatchCallback asOwner(window->owner);
-    if (!asOwner.valid)
-        return 1;
-    if (window->mouseCallback != nullptr)
-        VORNCallPluginCode(
-            0, [&] { return window->mouseCallback(window, x, y, status, window->refcon); });
-    return 0;
+    const bool called = VORNCallPlugin(VORNCallKind::kMouseClick, window->owner, [&] {
+        if (window->mouseCallback != nullptr)
+            window->mouseCallback(window, x, y, status, window->refcon);
+    });
+    return called ? 0 : 1;
 }
 
 // Sends the pointer's current position to the drag window as status.
@@ -808,13 +795,12 @@ int KeyToFocusWindow(char key, int flags, char virtualKey)
     if (window == nullptr || window->dead)
         return 1;
     StIterate<VORNWindowRecord> keepRecords(gWindows);
-    StDispatchCallback asOwner(window->owner);
-    if (!asOwner.valid)
-        return 1;
-    if (window->keyCallback != nullptr)
-        VORNCallPluginCode(
-            [&] { window->keyCallback(window, key, flags, virtualKey, window->refcon, 0); });
-    return 0;  // the focus window takes every key, whatever its callback did
+    const bool called = VORNCallPlugin(VORNCallKind::kKey, window->owner, [&] {
+        if (window->keyCallback != nullptr)
+            window->keyCallback(window, key, flags, virtualKey, window->refcon, 0);
+    });
+    // The focus window takes every key, whatever its callback did.
+    return called ? 0 : 1;
 }
 
 }  // namespace
@@ -860,7 +846,8 @@ int VORNDisplayCursorHook(int x, int y)
     return OfferToWindowsAt(x, y, [&](VORNWindowRecord& w) {
         if (w.cursorCallback == nullptr)
             return 0;
-        return VORNCallPluginCode(0, [&] { return w.cursorCallback(&w, x, y, w.refcon); });
+        return VORNCallPlugin(VORNCallKind::kCursor, w.owner, 0,
+                              [&] { return w.cursorCallback(&w, x, y, w.refcon); });
     });
 }
 
@@ -869,8 +856,8 @@ int VORNDisplayScrollWheelHook(int x, int y, int wheel, int clicks)
     const int taken = OfferToWindowsAt(x, y, [&](VORNWindowRecord& w) {
         if (w.wheelCallback == nullptr)
             return 0;
-        return VORNCallPluginCode(
-            0, [&] { return w.wheelCallback(&w, x, y, wheel, clicks, w.refcon); });
+        return VORNCallPlugin(VORNCallKind::kWheel, w.owner, 0,
+                              [&] { return w.wheelCallback(&w, x, y, wheel, clicks, w.refcon); });
     });
     return taken != 0 ? 0 : 1;
 }
@@ -922,7 +909,7 @@ void VORNCountDisplayHoldings(int id, VORNPluginInventory* inventory)
     inventory->hotKeys = gHotKeys.CountIf(ownedBy);
 }
 
-void VORNDisplayReset()
+void VORNResetDisplay()
 {
     auto all = [](const auto&) { return true; };
     KillWhere(gDrawCallbacks, all);

@@ -108,6 +108,6 @@ void VORNDisplayDisableHook(int id);
 void VORNDisplayCleanupHook(int id);
 
 // Frees every display registration and window (shutdown, tests).
-void VORNDisplayReset();
+void VORNResetDisplay();
 
 #endif

@@ -22,10 +22,16 @@
 #include <string>
 
 VORNHostHooks* gHooks = nullptr;
-void* gSelf = nullptr;
-char gDirSeparator[2] = {'/', '\0'};
 
 namespace {
+
+// What the host handed over besides its table.
+struct HostState {
+    void* self = nullptr;                  // the host's context; stored, never read
+    char dirSeparator[2] = {'/', '\0'};   // used by the library's own path building
+    VORNUnloadObserver_f unloadObserver = nullptr;
+};
+HostState gHost;
 
 const int kInterfaceVersion = 19;
 const char kBuildStringDataRef[] = "sim/version/vorn_build_string";
@@ -42,6 +48,11 @@ void PublishBuildString()
 }
 
 }  // namespace
+
+const char* VORNDirSeparator()
+{
+    return gHost.dirSeparator;
+}
 
 bool VORNHostVersionAtLeast(int version)
 {
@@ -61,10 +72,10 @@ void VORNFormatBuildString(char* out, size_t size)
 
 VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hooks, void* self)
 {
-    gSelf = self;
+    gHost.self = self;
     gHooks = hooks;
-    gDirSeparator[0] = '/';
-    gDirSeparator[1] = '\0';
+    gHost.dirSeparator[0] = '/';
+    gHost.dirSeparator[1] = '\0';
     VORNNoThrow([&] {
         VORNInitMenus();
         PublishBuildString();
@@ -80,8 +91,7 @@ VORN_EXPORT void VORNShutdownPlugins(void)
         VORNDisableAllPlugins();
         VORNUnloadPlugins();
         // Left over now: what the host itself (never unloaded) registered.
-        VORNDisplayReset();
-        VORNProcessingReset(false);
+        VORNResetLibrary();
     });
 }
 
@@ -186,8 +196,6 @@ VORN_EXPORT int VORNGetNumberPlanesToHandle(int count, int flag)
 
 // ---- Diagnostics -------------------------------------------------------------
 
-VORNUnloadObserver_f gUnloadObserver = nullptr;
-
 namespace {
 
 // Counts what plug-in id owns in every subsystem.
@@ -195,16 +203,7 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
 {
     VORNPluginInventory inventory{};
     inventory.structSize = sizeof inventory;
-    VORNCountMenuHoldings(id, &inventory.menus, &inventory.menuItems);
-    VORNCountCommandHoldings(id, &inventory.commandHandlers, &inventory.heldCommands);
-    inventory.dataRefs = VORNCountDataRefsOwnedBy(id);
-    inventory.sharedData = VORNCountSharedSubscriptionsOf(id);
-    inventory.flightLoops = VORNCountFlightLoopsOf(id);
-    VORNCountDisplayHoldings(id, &inventory);
-    inventory.probes = VORNCountProbesOwnedBy(id);
-    inventory.objects = VORNCountObjectsOwnedBy(id);
-    inventory.planes = gOwner == id ? 1 : 0;
-    inventory.camera = gIsControlled != 0 && gCurrentControlPlugin == id ? 1 : 0;
+    VORNCountHoldings(id, &inventory);
     inventory.errors = record.errorCount;
     strcpytrunc(inventory.lastError, record.lastError, sizeof inventory.lastError);
     return inventory;
@@ -215,10 +214,10 @@ VORNPluginInventory TakeInventory(const PluginRecord& record, int id)
 void VORNNotifyUnloadObserver(int id)
 {
     const PluginRecord* record = VORNPluginRecordFor(id);
-    if (gUnloadObserver == nullptr || record == nullptr)
+    if (gHost.unloadObserver == nullptr || record == nullptr)
         return;
     const VORNPluginInventory leftover = TakeInventory(*record, id);
-    gUnloadObserver(id, &leftover);
+    gHost.unloadObserver(id, &leftover);
 }
 
 VORN_EXPORT int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out)
@@ -233,7 +232,7 @@ VORN_EXPORT int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out
 
 VORN_EXPORT void VORNSetUnloadObserver(VORNUnloadObserver_f observer)
 {
-    gUnloadObserver = observer;
+    gHost.unloadObserver = observer;
 }
 
 // ---- Menu and command forwarders ------------------------------------------------

@@ -1,4 +1,4 @@
-// VORNHost.h - state the host hands to the library at start.
+// VORNHostInternal.h - state the host hands to the library at start.
 #ifndef VORN_HOST_H
 #define VORN_HOST_H
 
@@ -8,11 +8,11 @@
 // afterwards. Null before the host has started the library. Declared hidden
 // so that every forwarder reads it with one PC-relative load instead of going
 // through the GOT.
+// Shared: every subsystem calls the host through it, forwarders inline.
 extern __attribute__((visibility("hidden"))) VORNHostHooks* gHooks;
-// The host's context pointer; stored, never read.
-extern void* gSelf;
-// The directory separator used by the library's own path building.
-extern char gDirSeparator[2];
+
+// The directory separator used by the library's own path building ("/").
+const char* VORNDirSeparator();
 
 // True once the host has installed its table and it declares at least
 // `version` / `size`. Late slots are only called after these checks.

@@ -1,5 +1,7 @@
-// VORNLoader.cpp - the plug-in registry and dispatch: who is calling, error
-// reporting to plug-ins and plug-in-tagged log lines.
+// VORNLoader.cpp - the host core's plug-in side: the registry and dispatch
+// (who is calling, error reporting to plug-ins, plug-in-tagged log lines),
+// discovery and loading, the lifecycle with its table of subsystems,
+// aircraft and scenery plug-ins, messages, features and deliveries.
 
 #include "VORNLoaderInternal.h"
 
@@ -20,14 +22,24 @@
 #include <cstring>
 
 std::vector<std::unique_ptr<PluginRecord>> gAllPlugins;
-std::vector<int> gCurrentAircraftPluginIDS;
-VORNDeliveryHead orphaned;
-bool gScheduleReload = false;
 
 // Zero-initialised: before any plug-in exists the host (id 0) is calling.
 int gDispatchedPlugin = 0;
 
 namespace {
+
+// The lifecycle's own state.
+struct LoaderState {
+    // The plug-ins loaded for the user's current aircraft, in load order.
+    std::vector<int> currentAircraftPluginIDS;
+    // A plug-in asked for a full reload, carried out after the next pass.
+    bool scheduleReload = false;
+};
+LoaderState gLoader;
+
+// In-flight deliveries of unloaded plug-ins. Never reset: the host may
+// still complete their work after a shutdown.
+VORNDeliveryHead orphaned;
 
 const char kHostName[] = "Taravel";
 const char kHostSignature[] = "corvane.taravel.taravel";
@@ -45,23 +57,6 @@ int FindPluginByField(std::string PluginRecord::*field, const std::string& value
 
 const char* const kFeatureNames[kFeatureCount] = {"VORN_WANTS_REFLECTIONS",
                                                   "VORN_USE_NATIVE_PATHS"};
-
-// Calls into plug-in code as plug-in id and restores the dispatched plug-in
-// afterwards. Whatever the plug-in throws ends the call; fallback is then
-// the result.
-template <typename R, typename F>
-R CallAsPlugin(int id, R fallback, F&& call)
-{
-    StDispatchCallback guard(id);
-    return VORNCallPluginCode(fallback, std::forward<F>(call));
-}
-
-template <typename F>
-void CallAsPlugin(int id, F&& call)
-{
-    StDispatchCallback guard(id);
-    VORNCallPluginCode(std::forward<F>(call));
-}
 
 // Writes each piece as its own log write, in order.
 void Log(std::initializer_list<const char*> pieces)
@@ -160,31 +155,73 @@ std::vector<int> LoadPluginSubfolders(const std::string& pluginFolder)
 
 }  // namespace
 
-// ---- Disable and clean-up fan-out -------------------------------------------
-// Every subsystem that keeps per-plug-in state has a disable hook (release live
-// resources such as focus, camera or aircraft) and/or a clean-up hook (free
-// everything the plug-in owned). The orders below are fixed; a subsystem joins
-// by adding its one line at its place.
+// ---- Subsystems ------------------------------------------------------------------
+// Every subsystem that keeps per-plug-in state, in the order of the clean-up
+// fan-out; the disable fan-out (display, camera, planes) runs in the same
+// order. A subsystem joins the lifecycle, the inventory and the reset by
+// adding its one row at its place.
+
+namespace {
+
+const VORNSubsystem kSubsystems[] = {
+    // name         disable hook            clean-up hook              holdings                     reset
+    {"commands",     nullptr,                VORNCommandCleanupHook,    VORNCountCommandHoldings,    VORNResetCommands},
+    {"display",      VORNDisplayDisableHook, VORNDisplayCleanupHook,    VORNCountDisplayHoldings,    VORNResetDisplay},
+    {"flight loops", nullptr,                VORNProcessingCleanupHook, VORNCountFlightLoopHoldings, VORNResetProcessing},
+    {"camera",       VORNCameraDisableHook,  VORNCameraCleanupHook,     VORNCountCameraHoldings,     VORNResetCamera},
+    {"menus",        nullptr,                VORNMenuCleanupHook,       VORNCountMenuHoldings,       VORNResetMenus},
+    {"planes",       VORNPlaneDisableHook,   VORNPlaneCleanupHook,      VORNCountPlaneHoldings,      VORNResetPlanes},
+    // Data-ref records and shared items are never freed: handles stay valid.
+    {"data refs",    nullptr,                VORNDataRefsCleanupHook,   VORNCountDataRefHoldings,    nullptr},
+    {"scenery",      nullptr,                VORNSceneryCleanupHook,    VORNCountSceneryHoldings,    VORNResetScenery},
+    {"utilities",    nullptr,                nullptr,                   nullptr,                     VORNResetUtilities},
+};
+
+// Runs hook(id) of every subsystem that has one, in table order. A hook that
+// fails (it can only run out of memory) does not keep the later ones from
+// running.
+void RunHooks(void (*VORNSubsystem::*hook)(int), int id)
+{
+    for (const VORNSubsystem& subsystem : kSubsystems) {
+        if (subsystem.*hook != nullptr)
+            VORNNoThrow([&] { (subsystem.*hook)(id); });
+    }
+}
+
+}  // namespace
 
 void VORNRunDisableHooks(int id)
 {
-    // display, camera, planes
-    VORNDisplayDisableHook(id);
-    VORNCameraDisableHook(id);
-    VORNPlaneDisableHook(id);
+    RunHooks(&VORNSubsystem::disableHook, id);
 }
 
 void VORNRunCleanupHooks(int id)
 {
-    // commands, display, flight loops, camera, menus, planes, data refs, scenery
-    VORNNoThrow([&] { VORNCommandCleanupHook(id); });
-    VORNDisplayCleanupHook(id);
-    VORNProcessingCleanupHook(id);
-    VORNCameraCleanupHook(id);
-    VORNMenuCleanupHook(id);
-    VORNPlaneCleanupHook(id);
-    VORNDataRefsCleanupHook(id);
-    VORNSceneryCleanupHook(id);
+    RunHooks(&VORNSubsystem::cleanupHook, id);
+}
+
+void VORNCountHoldings(int id, VORNPluginInventory* inventory)
+{
+    for (const VORNSubsystem& subsystem : kSubsystems) {
+        if (subsystem.countHoldings != nullptr)
+            subsystem.countHoldings(id, inventory);
+    }
+}
+
+void VORNResetLibrary()
+{
+    for (const VORNSubsystem& subsystem : kSubsystems) {
+        if (subsystem.reset != nullptr)
+            subsystem.reset();
+    }
+    VORNClearPluginRegistry();
+    gLoader = LoaderState();
+    gDispatchedPlugin = VORN_HOST_PLUGIN_ID;
+}
+
+VORNDeliveryHead& VORNOrphanedDeliveries()
+{
+    return orphaned;
 }
 
 // ---- Registry ---------------------------------------------------------------
@@ -330,9 +367,10 @@ void VORNSendError(const char* message)
     // Kept for the host's diagnostics, whether or not the plug-in listens.
     ++record->errorCount;
     VORNNoThrow([&] { record->lastError = message != nullptr ? message : ""; });
-    if (record->errorCallback == nullptr)
+    const VORNErrorCallback_f callback = record->errorCallback;
+    if (callback == nullptr)
         return;
-    VORNCallPluginCode([&] { record->errorCallback(message); });
+    VORNCallPlugin(VORNCallKind::kErrorCallback, gDispatchedPlugin, [&] { callback(message); });
 }
 
 int VORNHasError()
@@ -492,7 +530,8 @@ int LoadOnePlugin(const std::string& path, int verbose)
     char name[VORN_NAME_BUFFER_SIZE] = "";
     char signature[VORN_NAME_BUFFER_SIZE] = "";
     char description[VORN_NAME_BUFFER_SIZE] = "";
-    const int started = VORNCallPluginCode(0, [&] { return start(name, signature, description); });
+    const int started = VORNCallPlugin(VORNCallKind::kStart, id, 0,
+                                       [&] { return start(name, signature, description); });
     // A plug-in may fill its buffers to the last byte without a terminator.
     name[sizeof name - 1] = signature[sizeof signature - 1] = description[sizeof description - 1] = '\0';
     if (started == 0) {
@@ -524,7 +563,9 @@ VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
         return 0;
     if (!record.enabled) {
         if (record.enable != nullptr) {
-            record.enabled = CallAsPlugin(id, 0, [&] { return record.enable(); }) != 0;
+            const VPluginEnable_f enable = record.enable;
+            record.enabled =
+                VORNCallPlugin(VORNCallKind::kEnable, id, 0, [&] { return enable(); }) != 0;
             if (!record.enabled)
                 return 0;
         } else {
@@ -534,7 +575,7 @@ VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
     // Results that finished while the plug-in was disabled, newest first.
     StDispatchCallback asPlugin(id);
     while (VORNDelivery* delivery = PopFront(record.pending))
-        VORNCallPluginCode([&] { delivery->DeliverToPlugin(false); });
+        VORNNoThrow([&] { delivery->DeliverToPlugin(false); });
     return record.enabled ? 1 : 0;
 }
 
@@ -545,22 +586,15 @@ VORN_EXPORT void VORNDisablePlugin(VORNPluginID id)
     PluginRecord& record = *gAllPlugins[id];
     if (!record.enabled)
         return;
-    VORNNoThrow([&] { VORNRunDisableHooks(id); });
-    // A callback told of the disable (focus lost, camera taken) may have
-    // disabled the plug-in itself: that disable is complete, and the plug-in
-    // must not hear of it twice.
-    if (!record.enabled)
-        return;
+    // Live resources go back while the plug-in can still hear of it; then it
+    // is marked disabled, so nothing dispatched during its VPluginDisable
+    // reaches it.
+    VORNRunDisableHooks(id);
     record.enabled = false;
-    if (record.disable != nullptr)
-        CallAsPlugin(id, [&] { record.disable(); });
-    // Plug-in code ran after the hooks began (its own callbacks told of the
-    // focus, drag or camera ending, plug-ins handed the aircraft, and its
-    // disable callback) and may have given it the focus, the camera or the
-    // aircraft again. It can no longer be called, so a second pass takes
-    // them back silently; normally it finds nothing to do.
-    if (!record.enabled)
-        VORNNoThrow([&] { VORNRunDisableHooks(id); });
+    if (record.disable != nullptr) {
+        const VPluginDisable_f disable = record.disable;
+        VORNCallPlugin(VORNCallKind::kDisable, id, [&] { disable(); });
+    }
 }
 
 void VORNEnableAllPlugins()
@@ -571,24 +605,20 @@ void VORNEnableAllPlugins()
 
 void VORNDisableAllPlugins()
 {
-    // A second sweep: a callback told of a later plug-in's disable may have
-    // enabled an earlier one again, which must not be stopped enabled.
-    for (int sweep = 0; sweep < 2; ++sweep) {
-        for (int id = 0; id < VORNCountPlugins(); ++id)
-            VORNDisablePlugin(id);
-    }
+    for (int id = 0; id < VORNCountPlugins(); ++id)
+        VORNDisablePlugin(id);
 }
 
 void VORNEnableACFPlugins()
 {
-    const std::vector<int> ids = gCurrentAircraftPluginIDS;
+    const std::vector<int> ids = gLoader.currentAircraftPluginIDS;
     for (int id : ids)
         VORNEnablePlugin(id);
 }
 
 void VORNDisableACFPlugins()
 {
-    const std::vector<int> ids = gCurrentAircraftPluginIDS;
+    const std::vector<int> ids = gLoader.currentAircraftPluginIDS;
     for (int id : ids)
         VORNDisablePlugin(id);
 }
@@ -610,8 +640,10 @@ void UnloadOnePlugin(int id)
         delivery->mPlugin = VORN_NO_PLUGIN_ID;
         VORNNoThrow([&] { delivery->DeliverToPlugin(true); });
     }
-    if (record->stop != nullptr)
-        CallAsPlugin(id, [&] { record->stop(); });
+    if (record->stop != nullptr) {
+        const VPluginStop_f stop = record->stop;
+        VORNCallPlugin(VORNCallKind::kStop, id, [&] { stop(); });
+    }
     VORNNoThrow([&] {
         VORNNotifyUnloadObserver(id);
         VORNRunCleanupHooks(id);
@@ -636,17 +668,17 @@ void VORNUnloadPlugins()
     for (int id = 1; id < VORNCountPlugins(); ++id)
         UnloadOnePlugin(id);
     VORNClearPluginRegistry();
-    gCurrentAircraftPluginIDS.clear();
+    gLoader.currentAircraftPluginIDS.clear();
 }
 
 VORN_EXPORT void VORNReloadPlugins(void)
 {
-    gScheduleReload = true;
+    gLoader.scheduleReload = true;
 }
 
 void VORNReloadPluginsInternal()
 {
-    gScheduleReload = false;
+    gLoader.scheduleReload = false;
     VORNDisableAllPlugins();
     VORNUnloadAcfPlugin();
     VORNUnloadPlugins();
@@ -666,7 +698,7 @@ void VORNReloadPluginsInternal()
 
 void VORNRunScheduledReload()
 {
-    if (gScheduleReload)
+    if (gLoader.scheduleReload)
         VORNReloadPluginsInternal();
 }
 
@@ -685,7 +717,8 @@ std::string VORNUserAircraftFolder()
 void VORNFindAndLoadAcfPlugins(const char* aircraftFolder)
 {
     const std::vector<int> ids = LoadPluginSubfolders(std::string(aircraftFolder) + "/plugins");
-    gCurrentAircraftPluginIDS.insert(gCurrentAircraftPluginIDS.end(), ids.begin(), ids.end());
+    std::vector<int>& aircraft = gLoader.currentAircraftPluginIDS;
+    aircraft.insert(aircraft.end(), ids.begin(), ids.end());
 }
 
 void VORNFindAndLoadSceneryPlugins(const char* packageFolder)
@@ -697,7 +730,7 @@ void VORNFindAndLoadSceneryPlugins(const char* packageFolder)
 
 void VORNUnloadAcfPlugin()
 {
-    const std::vector<int>& ids = gCurrentAircraftPluginIDS;
+    const std::vector<int>& ids = gLoader.currentAircraftPluginIDS;
     for (int id : ids)
         UnloadOnePlugin(id);
     // Only trailing records go, so that the ids of later plug-ins stay valid.
@@ -705,7 +738,7 @@ void VORNUnloadAcfPlugin()
            std::find(ids.begin(), ids.end(), static_cast<int>(gAllPlugins.size()) - 1) !=
                ids.end())
         gAllPlugins.pop_back();
-    gCurrentAircraftPluginIDS.clear();
+    gLoader.currentAircraftPluginIDS.clear();
 }
 
 // ---- Messages ------------------------------------------------------------------------
@@ -717,10 +750,8 @@ void DeliverMessage(int recipient, int sender, int message, void* param)
     const PluginRecord* record = VORNPluginRecordFor(recipient);
     if (record == nullptr || record->receive == nullptr)
         return;
-    VPluginReceiveMessage_f receive = record->receive;
-    StDispatchCallback guard(recipient);
-    if (record->enabled)
-        VORNCallPluginCode([&] { receive(sender, message, param); });
+    const VPluginReceiveMessage_f receive = record->receive;
+    VORNCallPlugin(VORNCallKind::kMessage, recipient, [&] { receive(sender, message, param); });
 }
 
 }  // namespace
@@ -771,7 +802,8 @@ VORN_EXPORT void VORNEnumerateFeatures(VORNFeatureEnumerator_f enumerator, void*
     if (enumerator == nullptr)
         return;
     for (const char* name : kFeatureNames)
-        VORNCallPluginCode([&] { enumerator(name, refcon); });
+        VORNCallPlugin(VORNCallKind::kFeatureEnumerator, gDispatchedPlugin,
+                       [&] { enumerator(name, refcon); });
 }
 
 int VORNHasFeatureInternal(int id, int feature)
@@ -804,9 +836,10 @@ void VORNSendDelivery(VORNDelivery* delivery)
         VORNNoThrow([&] { delivery->DeliverToPlugin(true); });
         return;
     }
-    StDispatchCallback guard(delivery->mPlugin);
-    if (guard.valid)
-        VORNCallPluginCode([&] { delivery->DeliverToPlugin(false); });
-    else
+    if (!VORNIsCallable(delivery->mPlugin)) {
         PushFront(owner->pending, delivery);
+        return;
+    }
+    StDispatchCallback asOwner(delivery->mPlugin);
+    VORNNoThrow([&] { delivery->DeliverToPlugin(false); });
 }

@@ -1,8 +1,10 @@
-// VORNLoader.h - the plug-in registry, the dispatched plug-in and the
-// records that hand deferred work back to plug-ins.
+// VORNLoaderInternal.h - the plug-in registry, the dispatched plug-in, the
+// one way into plug-in code, the lifecycle with its table of subsystems, and
+// the records that hand deferred work back to plug-ins.
 #ifndef VORN_LOADER_H
 #define VORN_LOADER_H
 
+#include "VORN/VORNHostHooks.h"
 #include "VORN/VORNPlugin.h"
 
 #include <cstdint>
@@ -63,7 +65,9 @@ struct PluginRecord {
 
 // Records live at stable heap addresses, so the delivery list heads inside
 // them stay valid however the registry grows or shrinks.
+// Shared: every callback site checks its owner here, inline, on the hot path.
 extern std::vector<std::unique_ptr<PluginRecord>> gAllPlugins;
+// Shared: the dispatch guard sets and restores it inline around every call.
 extern int gDispatchedPlugin;
 
 // The record of plug-in id, or null when id is out of range.
@@ -116,10 +120,33 @@ int VORNRegisterHostPlugin();
 // Destroys every record, leaving the registry empty.
 void VORNClearPluginRegistry();
 
+// ---- Subsystems -----------------------------------------------------------------
+// What a subsystem that keeps per-plug-in state does for the lifecycle; a
+// hook it does not need is null. The loader's one table of them fixes the
+// orders of every fan-out.
+struct VORNSubsystem {
+    const char* name;
+    // Plug-in id is being disabled: give back its live resources (focus,
+    // drag, camera, aircraft) while it still hears of it.
+    void (*disableHook)(int id);
+    // Plug-in id is being unloaded: remove everything it owned.
+    void (*cleanupHook)(int id);
+    // Adds what plug-in id owns to its fields of inventory.
+    void (*countHoldings)(int id, VORNPluginInventory* inventory);
+    // Back to the state at load, without telling anyone.
+    void (*reset)();
+};
+
 // Tell every subsystem that plug-in id is being disabled / unloaded, in the
-// fixed fan-out order, under the caller's dispatch.
+// table's order, under the caller's dispatch.
 void VORNRunDisableHooks(int id);
 void VORNRunCleanupHooks(int id);
+// Fills the subsystem counts of inventory with what plug-in id owns.
+void VORNCountHoldings(int id, VORNPluginInventory* inventory);
+// Every subsystem, the registry and the lifecycle back to the state at load
+// (shutdown, after the plug-ins are gone; tests). Deliveries that went on
+// without an owner stay: the host may still complete them.
+void VORNResetLibrary();
 
 // ---- Discovery and loading ------------------------------------------------
 // Registers the host as id 0 and loads every plug-in below
@@ -132,9 +159,8 @@ int LoadOnePlugin(const std::string& path, int verbose);
 int LoadFatPlugin(const std::string& folder);
 
 // ---- Lifecycle ----------------------------------------------------------------
-extern std::vector<int> gCurrentAircraftPluginIDS;
-extern VORNDeliveryHead orphaned;
-extern bool gScheduleReload;
+// The deliveries of unloaded plug-ins whose work is still running.
+VORNDeliveryHead& VORNOrphanedDeliveries();
 
 void VORNEnableAllPlugins();
 void VORNDisableAllPlugins();
@@ -168,16 +194,58 @@ void VORNQueueDelivery(VORNDelivery* delivery);
 void VORNSendDelivery(VORNDelivery* delivery);
 
 // ---- Calling plug-in code -------------------------------------------------------
+// What a call from the library into plug-in code runs. The entry points and
+// the callbacks a plug-in is handed inside its own API call come first: they
+// are called whatever the plug-in's enabled flag says. Every later kind is
+// skipped while its owner may not be called.
+enum class VORNCallKind : uint8_t {
+    kStart,
+    kEnable,
+    kDisable,
+    kStop,
+    kErrorCallback,      // misuse report, inside the plug-in's own API call
+    kFeatureEnumerator,  // inside the plug-in's own VORNEnumerateFeatures
+    kMessage,
+    kFlightLoop,
+    kDraw,
+    kKeySniffer,
+    kWindowDraw,
+    kMouseClick,
+    kKey,
+    kCursor,
+    kWheel,
+    kHotKey,
+    kMenu,
+    kCommand,
+    kDataAccessor,
+    kSharedData,
+    kCamera,
+    kPlanes,
+    kObjectLoaded,
+};
+
+// True for the kinds that only reach an owner that may be called.
+constexpr bool VORNCallNeedsCallable(VORNCallKind kind)
+{
+    return kind > VORNCallKind::kFeatureEnumerator;
+}
+
 // Logs that the dispatched plug-in let an exception out of a callback.
 void VORNReportPluginException();
 
-// Runs plug-in code (a callback of the dispatched plug-in). An exception it
-// throws stops here: one warning naming the plug-in is logged and the call
-// counts as having returned fallback, so lists, iteration depths and the
-// dispatched plug-in stay exactly as they were.
+// The one way from the library into plug-in code. Makes owner the
+// dispatched plug-in for the call (restored on every path out), skips the
+// call when owner may not be called (enabled, or the host before any plug-in
+// exists) unless kind is one of the entry points, and stops whatever the
+// call throws: one warning naming the plug-in is logged. A skipped call and
+// one that threw both count as having returned fallback, so lists, iteration
+// depths and the dispatched plug-in stay exactly as they were.
 template <typename R, typename F>
-inline R VORNCallPluginCode(R fallback, F&& call) noexcept
+inline R VORNCallPlugin(VORNCallKind kind, int owner, R fallback, F&& call) noexcept
 {
+    StDispatchCallback guard(owner);
+    if (VORNCallNeedsCallable(kind) && !guard.valid)
+        return fallback;
     try {
         return call();
     } catch (...) {
@@ -186,14 +254,21 @@ inline R VORNCallPluginCode(R fallback, F&& call) noexcept
     }
 }
 
+// The same for calls whose result the caller takes inside call. Returns
+// false when the call was skipped, true when the plug-in was called (also
+// when it threw), for sites where a skipped owner changes nothing at all.
 template <typename F>
-inline void VORNCallPluginCode(F&& call) noexcept
+inline bool VORNCallPlugin(VORNCallKind kind, int owner, F&& call) noexcept
 {
+    StDispatchCallback guard(owner);
+    if (VORNCallNeedsCallable(kind) && !guard.valid)
+        return false;
     try {
         call();
     } catch (...) {
         VORNReportPluginException();
     }
+    return true;
 }
 
 // Same text as VORNDebugGetCurrentPluginName, for the library's own use.

@@ -318,9 +318,7 @@ int VORNHandleMenuItemPick(int hostItem)
     const VORNMenuHandler_f handler = menu->handler;
     void* const menuRef = menu->menuRef;
     void* const itemRef = item->itemRef;
-    StDispatchCallback dispatch(menu->owner);
-    if (dispatch.valid)
-        VORNCallPluginCode([&] { handler(menuRef, itemRef); });
+    VORNCallPlugin(VORNCallKind::kMenu, menu->owner, [&] { handler(menuRef, itemRef); });
     return 0;
 }
 
@@ -356,13 +354,11 @@ int VORNHandleMenuItemEnable(long hostMenu, int position)
     return enabled;
 }
 
-void VORNCountMenuHoldings(int plugin, int32_t* outMenus, int32_t* outItems)
+void VORNCountMenuHoldings(int plugin, VORNPluginInventory* inventory)
 {
-    *outMenus = 0;
-    *outItems = 0;
     for (const auto& menu : gMenus) {
-        *outMenus += menu->owner == plugin ? 1 : 0;
-        *outItems += static_cast<int32_t>(
+        inventory->menus += menu->owner == plugin ? 1 : 0;
+        inventory->menuItems += static_cast<int32_t>(
             std::count_if(menu->items.begin(), menu->items.end(),
                           [plugin](const VORNItemInfo_t& item) { return item.owner == plugin; }));
     }

@@ -2,6 +2,7 @@
 #ifndef VORN_MENUS_INTERNAL_H
 #define VORN_MENUS_INTERNAL_H
 
+#include "VORN/VORNHostHooks.h"
 #include "VORN/VORNMenus.h"
 
 #include <cstdint>
@@ -44,7 +45,7 @@ int VORNHandleMenuItemCheck(long hostMenu, int position, int* outCheck);
 int VORNHandleMenuItemEnable(long hostMenu, int position);
 
 // Counts the menus plugin created and the items it appended (in any menu).
-void VORNCountMenuHoldings(int plugin, int32_t* outMenus, int32_t* outItems);
+void VORNCountMenuHoldings(int plugin, VORNPluginInventory* inventory);
 
 // Removes the menus of an unloaded plug-in and its items in "Plugins".
 void VORNMenuCleanupHook(int plugin);

@@ -79,9 +79,8 @@ const char* FileNamePart(const char* path)
 void CallWaitingPlugins(const std::vector<VORNPlaneRequest>& requests)
 {
     for (const VORNPlaneRequest& request : requests) {
-        StDispatchCallback asPlugin(request.plugin);
-        if (asPlugin.valid)
-            VORNCallPluginCode([&] { request.callback(request.refcon); });
+        VORNCallPlugin(VORNCallKind::kPlanes, request.plugin,
+                       [&] { request.callback(request.refcon); });
     }
 }
 
@@ -243,6 +242,11 @@ void VORNPlaneCleanupHook(int id)
     // unload released them in its disable hook already.
     if (id == gOwner)
         VORNReleasePlanes();
+}
+
+void VORNCountPlaneHoldings(int id, VORNPluginInventory* inventory)
+{
+    inventory->planes = gOwner == id ? 1 : 0;
 }
 
 void VORNResetPlanes()

@@ -3,6 +3,7 @@
 #ifndef VORN_PLANES_INTERNAL_H
 #define VORN_PLANES_INTERNAL_H
 
+#include "VORN/VORNHostHooks.h"
 #include "VORN/VORNPlanes.h"
 
 #include <string>
@@ -29,6 +30,9 @@ int VORNHandleGetNumberPlanesToHandle(int count, int flag);
 
 void VORNPlaneDisableHook(int id);
 void VORNPlaneCleanupHook(int id);
+
+// 1 in inventory's planes field when plug-in id owns the aircraft.
+void VORNCountPlaneHoldings(int id, VORNPluginInventory* inventory);
 
 // Back to the state at start (tests).
 void VORNResetPlanes();

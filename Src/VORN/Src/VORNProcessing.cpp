@@ -53,12 +53,12 @@ bool IsDue(const VORNFlightLoopRecord& loop, float passTime)
 // being called again on every pass.
 void RunLoop(VORNFlightLoopRecord& loop, float passTime)
 {
-    StDispatchCallback asOwner(loop.owner);
-    if (!asOwner.valid)
-        return;
-    const float next = VORNCallPluginCode(loop.interval, [&] {
-        return loop.callback(passTime - loop.lastCallTime, passTime, gLastCallNumber, loop.refcon);
+    float next = loop.interval;
+    const bool called = VORNCallPlugin(VORNCallKind::kFlightLoop, loop.owner, [&] {
+        next = loop.callback(passTime - loop.lastCallTime, passTime, gLastCallNumber, loop.refcon);
     });
+    if (!called)
+        return;
     // The record may have been removed by its own callback; it is still
     // allocated (nothing is freed while the pass runs) and the write-back
     // is harmless.
@@ -182,9 +182,10 @@ int VORNDoFlightLoopProcessing(float passTime, int phaseSelector)
     return 1;
 }
 
-int32_t VORNCountFlightLoopsOf(int id)
+void VORNCountFlightLoopHoldings(int id, VORNPluginInventory* inventory)
 {
-    return gFlightLoops.CountIf([id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
+    inventory->flightLoops =
+        gFlightLoops.CountIf([id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
 }
 
 void VORNProcessingCleanupHook(int id)
@@ -192,9 +193,8 @@ void VORNProcessingCleanupHook(int id)
     gFlightLoops.KillIf([id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
 }
 
-void VORNProcessingReset(bool resetCounter)
+void VORNResetProcessing()
 {
     gFlightLoops.KillIf([](const VORNFlightLoopRecord&) { return true; });
-    if (resetCounter)
-        gLastCallNumber = 0;
+    gLastCallNumber = 0;
 }

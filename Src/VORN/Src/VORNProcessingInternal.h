@@ -4,6 +4,7 @@
 #define VORN_PROCESSING_INTERNAL_H
 
 #include "VORNResourceList.h"
+#include "VORN/VORNHostHooks.h"
 #include "VORN/VORNProcessing.h"
 
 #include <cstdint>
@@ -28,12 +29,12 @@ extern int32_t gLastCallNumber;
 int VORNDoFlightLoopProcessing(float passTime, int phaseSelector);
 
 // Counts the live flight loops of plug-in id.
-int32_t VORNCountFlightLoopsOf(int id);
+void VORNCountFlightLoopHoldings(int id, VORNPluginInventory* inventory);
 
 // Removes every flight loop of plug-in id.
 void VORNProcessingCleanupHook(int id);
 
-// Frees every flight loop (shutdown) and, for tests, restarts the counter.
-void VORNProcessingReset(bool resetCounter);
+// Frees every flight loop and restarts the pass counter.
+void VORNResetProcessing();
 
 #endif

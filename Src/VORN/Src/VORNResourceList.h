@@ -1,12 +1,16 @@
 // VORNResourceList.h - the intrusive list behind every callback registry
 // whose records may be removed while the list is being walked (draw
-// callbacks, key sniffers, flight loops, windows, hot keys).
+// callbacks, key sniffers, flight loops, windows, hot keys, command
+// handlers, shared-data subscribers).
 //
 // Plug-in callbacks run inside a walk of their own list and may add or remove
 // records of that list, including the one being called and the one an outer
 // walk stands on. The rules that make this safe:
-//  - new records only ever go to the front, so a running walk never meets
-//    them;
+//  - new records go to the front, so a front-to-back walk never meets
+//    them; a registry that keeps its records oldest first appends them at
+//    the back instead, and its walks stop at the serial the list had when
+//    they began (every record gets the next serial of its list when it is
+//    linked);
 //  - a record removed while any walk is running is only marked dead and put
 //    on the kill list; dispatch loops skip dead records;
 //  - when an iteration ends, the kill list is taken out of the list (so that
@@ -28,6 +32,7 @@ struct VORNResource_t {
     bool dead = false;
     VORNResource_t* prev = nullptr;
     VORNResource_t* killLink = nullptr;
+    uint64_t serial = 0;  // 1, 2, ... in the order records joined their list
 };
 
 // T is a record type derived from VORNResource_t, allocated with new. Its
@@ -44,6 +49,30 @@ public:
     explicit VORNResourceList(void (*onUnlink)(T*) = nullptr) : mOnUnlink(onUnlink) {}
     VORNResourceList(const VORNResourceList&) = delete;
     VORNResourceList& operator=(const VORNResourceList&) = delete;
+
+    // Frees every record, without telling onUnlink: the registry that owns
+    // the list is being replaced as a whole (a reset) or the process ends.
+    ~VORNResourceList() { FreeAll(); }
+
+    // Resetting a registry is assigning it a fresh one: the records of this
+    // list are freed as by the destructor and other's are taken over.
+    VORNResourceList& operator=(VORNResourceList&& other) noexcept
+    {
+        if (this != &other) {
+            FreeAll();
+            mHead = other.mHead;
+            mKillList = other.mKillList;
+            mDepth = other.mDepth;
+            mPurgePending = other.mPurgePending;
+            mGraveyard = other.mGraveyard;
+            mSerial = other.mSerial;
+            mOnUnlink = other.mOnUnlink;
+            other.mHead = other.mKillList = other.mGraveyard = nullptr;
+            other.mDepth = 0;
+            other.mPurgePending = false;
+        }
+        return *this;
+    }
 
     // The first record (newest), after moving the cached head back to it.
     T* First()
@@ -71,18 +100,40 @@ public:
         VORNResource_t* first = First();
         node->prev = nullptr;
         node->next = first;
+        node->serial = ++mSerial;
         if (first != nullptr)
             first->prev = node;
         mHead = node;
     }
+
+    // Links a new record behind the last one (registries kept oldest first);
+    // the list keeps it. Walks running now meet it unless they stop at the
+    // serial they began with.
+    void PushBack(T* node)
+    {
+        VORNResource_t* last = Last();
+        node->next = nullptr;
+        node->prev = last;
+        node->serial = ++mSerial;
+        if (last != nullptr)
+            last->next = node;
+        else
+            mHead = node;
+    }
+
+    // The serial of the newest record linked so far (0: none yet). A walk
+    // that must not meet records added while it runs skips those above it.
+    uint64_t Serial() const { return mSerial; }
 
     // Moves a live record to the front (window z-order). A walk following
     // next links could then meet records twice; the window walks therefore
     // go over a snapshot of the order taken when they begin.
     void MoveToFront(T* node)
     {
+        const uint64_t serial = node->serial;
         Unlink(node);
         PushFront(node);
+        node->serial = serial;  // raised, not new
     }
 
     void BeginIterate() { ++mDepth; }
@@ -185,11 +236,27 @@ private:
         }
     }
 
+    // Queued records are still linked; only the graveyard lies outside.
+    void FreeAll()
+    {
+        VORNResource_t* node = First();
+        while (node != nullptr) {
+            VORNResource_t* next = node->next;
+            delete static_cast<T*>(node);
+            node = next;
+        }
+        mHead = mKillList = nullptr;
+        FreeGraveyard();
+        mDepth = 0;
+        mPurgePending = false;
+    }
+
     VORNResource_t* mHead = nullptr;
     VORNResource_t* mKillList = nullptr;
     int32_t mDepth = 0;
     bool mPurgePending = false;
     VORNResource_t* mGraveyard = nullptr;  // unlinked, freed when the depth is 0
+    uint64_t mSerial = 0;                  // the last serial handed out
     void (*mOnUnlink)(T*) = nullptr;
 };
 

@@ -101,11 +101,7 @@ VORN_EXPORT int VORNProbeTerrainXYZ(VORNProbeRef probe, float x, float y, float 
     return hit != 0 ? VORN_PROBE_HIT_TERRAIN : VORN_PROBE_MISSED;
 }
 
-int VORNCountProbesOwnedBy(int id)
-{
-    return static_cast<int>(std::count_if(gProbes.begin(), gProbes.end(),
-                                          [id](const VORNProbe_t* p) { return p->owner == id; }));
-}
+
 
 // ---- Scenery objects ----------------------------------------------------------
 
@@ -123,7 +119,7 @@ void VORNObjectCompletion_t::DeliverToPlugin(bool pluginGone)
         return;
     }
     if (mCallback != nullptr)
-        VORNCallPluginCode([&] { mCallback(mObject, mRefcon); });
+        VORNCallPlugin(VORNCallKind::kObjectLoaded, mPlugin, [&] { mCallback(mObject, mRefcon); });
     // Held only after the callback ran: unloading it from inside the
     // callback is reported as an unknown object.
     if (mObject != nullptr)
@@ -196,10 +192,12 @@ VORN_EXPORT int VORNLookupObjects(const char* path, float latitude, float longit
     return gHooks->LookupObjects(path, latitude, longitude, enumerator, refcon);
 }
 
-int VORNCountObjectsOwnedBy(int id)
+void VORNCountSceneryHoldings(int id, VORNPluginInventory* inventory)
 {
+    inventory->probes = static_cast<int32_t>(std::count_if(
+        gProbes.begin(), gProbes.end(), [id](const VORNProbe_t* p) { return p->owner == id; }));
     auto found = gObjects.find(id);
-    return found == gObjects.end() ? 0 : static_cast<int>(found->second.size());
+    inventory->objects = found == gObjects.end() ? 0 : static_cast<int32_t>(found->second.size());
 }
 
 // ---- Clean-up ------------------------------------------------------------------

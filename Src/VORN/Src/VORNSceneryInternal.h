@@ -46,8 +46,7 @@ public:
 };
 
 // What plug-in id holds, for diagnostics.
-int VORNCountProbesOwnedBy(int id);
-int VORNCountObjectsOwnedBy(int id);
+void VORNCountSceneryHoldings(int id, VORNPluginInventory* inventory);
 
 // Destroys plug-in id's probes, then gives its objects back to the host.
 void VORNSceneryCleanupHook(int id);

@@ -187,7 +187,7 @@ VORN_EXPORT void VORNGetPrefsPath(char* out)
 
 VORN_EXPORT const char* VORNGetDirectorySeparator(void)
 {
-    return VORNNeedPathConvert() ? gDirSeparator : kNativeSeparator;
+    return VORNNeedPathConvert() ? VORNDirSeparator() : kNativeSeparator;
 }
 
 VORN_EXPORT char* VORNExtractFileAndPath(char* fullPath)
@@ -333,12 +333,10 @@ bool RunCommandHandler(const VORNCommandCB_t& handler, VORNCommandRef command, i
 {
     if (!handler.registered)
         return true;  // removed by an earlier handler of this dispatch
-    StDispatchCallback dispatch(handler.plugin);
-    if (!dispatch.valid)
-        return true;
     // A handler that throws counts as having let the event through.
-    const int result = VORNCallPluginCode(
-        1, [&] { return handler.callback(command, phase, handler.refcon); });
+    const int result = VORNCallPlugin(VORNCallKind::kCommand, handler.plugin, 1, [&] {
+        return handler.callback(command, phase, handler.refcon);
+    });
     return result != 0;
 }
 
@@ -509,17 +507,21 @@ void VORNCommandCleanupHook(int plugin)
     }
 }
 
-void VORNCountCommandHoldings(int plugin, int32_t* outHandlers, int32_t* outHeld)
+void VORNCountCommandHoldings(int plugin, VORNPluginInventory* inventory)
 {
-    *outHandlers = 0;
     for (const VORNCommandHookMap* hooks : {&gPreHooks, &gPostHooks}) {
         for (const auto& entry : *hooks) {
             for (const auto& handler : entry.second)
-                *outHandlers += handler->plugin == plugin ? 1 : 0;
+                inventory->commandHandlers += handler->plugin == plugin ? 1 : 0;
         }
     }
     const auto held = gCommandMap.find(plugin);
-    *outHeld = held != gCommandMap.end() ? static_cast<int32_t>(held->second.size()) : 0;
+    inventory->heldCommands = held != gCommandMap.end() ? static_cast<int32_t>(held->second.size()) : 0;
+}
+
+void VORNResetUtilities()
+{
+    gButtons.clear();
 }
 
 void VORNResetCommands()

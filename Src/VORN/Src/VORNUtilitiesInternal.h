@@ -2,6 +2,7 @@
 #ifndef VORN_UTILITIES_INTERNAL_H
 #define VORN_UTILITIES_INTERNAL_H
 
+#include "VORN/VORNHostHooks.h"
 #include "VORN/VORNUtilities.h"
 
 #include <cstdint>
@@ -53,7 +54,9 @@ void VORNCommandRepeatHook();
 // Ends the commands an unloaded plug-in still holds and drops its handlers.
 void VORNCommandCleanupHook(int plugin);
 // Counts the handlers plugin registered and the commands it holds.
-void VORNCountCommandHoldings(int plugin, int32_t* outHandlers, int32_t* outHeld);
+void VORNCountCommandHoldings(int plugin, VORNPluginInventory* inventory);
+// No button held.
+void VORNResetUtilities();
 // Empties all command tables without telling the host.
 void VORNResetCommands();
 
