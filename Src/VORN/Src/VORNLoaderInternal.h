@@ -14,13 +14,26 @@
 
 // ---- Deliveries ----------------------------------------------------------
 // A unit of work handed to a plug-in later. Deliveries are nodes of an
-// intrusive doubly linked list whose head is a VORNDeliveryHead sentinel:
+// intrusive doubly linked queue whose head is a VORNDeliveryHead sentinel:
 // head.next is the first node, first->prev is the head, last->next is null.
+// The queues are never walked while callbacks run: a delivery is taken off
+// its queue before it is handed over.
 class VORNDelivery {
 public:
     // pluginGone false: the owner is dispatched and enabled, hand it the
     // result now. true: the owner is gone; release what the delivery holds.
     virtual void DeliverToPlugin(bool pluginGone) = 0;
+
+    // Takes this delivery off whatever queue holds it (none: no effect).
+    void Unlink()
+    {
+        if (mPrev != nullptr)
+            mPrev->mNext = mNext;
+        if (mNext != nullptr)
+            mNext->mPrev = mPrev;
+        mNext = nullptr;
+        mPrev = nullptr;
+    }
 
     int mPlugin = VORN_NO_PLUGIN_ID;
     VORNDelivery* mNext = nullptr;
@@ -38,6 +51,24 @@ public:
     VORNDeliveryHead& operator=(const VORNDeliveryHead&) = delete;
     void DeliverToPlugin(bool) override {}
     bool IsEmpty() const { return mNext == nullptr; }
+
+    void PushFront(VORNDelivery* delivery)
+    {
+        delivery->mPrev = this;
+        delivery->mNext = mNext;
+        if (mNext != nullptr)
+            mNext->mPrev = delivery;
+        mNext = delivery;
+    }
+
+    // Takes the first delivery off the queue, or null.
+    VORNDelivery* PopFront()
+    {
+        VORNDelivery* first = mNext;
+        if (first != nullptr)
+            first->Unlink();
+        return first;
+    }
 };
 
 // ---- Registry -----------------------------------------------------------
@@ -157,6 +188,9 @@ void VORNFindAndLoadPlugins(const char* systemPath);
 int LoadOnePlugin(const std::string& path, int verbose);
 // Loads folder/64/lin.vpl, or else folder/lin.vpl; returns the id or -1.
 int LoadFatPlugin(const std::string& folder);
+// Loads every sub-folder of pluginFolder as a fat plug-in, in byte order,
+// logging the folder first when there is at least one; returns the new ids.
+std::vector<int> VORNLoadPluginSubfolders(const std::string& pluginFolder);
 
 // ---- Lifecycle ----------------------------------------------------------------
 // The deliveries of unloaded plug-ins whose work is still running.
