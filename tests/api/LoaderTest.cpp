@@ -105,6 +105,22 @@ TEST_F(LoaderTest, APluginThatRefusesToStartIsNotRegistered)
                                            "<Yes:enable id=1>"));
 }
 
+// What a plug-in registered before refusing would point into its closed
+// module, and be handed to the next plug-in that takes its id.
+TEST_F(LoaderTest, APluginThatRefusesToStartLeavesNothingRegistered)
+{
+    AddScripted("no.vpl", "No", "t.no", "start=0\nloop_in_start=1\n");
+    AddScripted("yes.vpl", "Yes", "t.yes");
+    Start();
+    VORNEventHook(0, nullptr, 1.0f);
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    ASSERT_EQ(VORNGetPluginInventory(1, &inventory), 1);
+    EXPECT_EQ(inventory.flightLoops, 0);
+    EXPECT_THAT(PluginLines(), ElementsAre("<No:start id=1>", "<Yes:start id=1>",
+                                           "<Yes:enable id=1>"));
+}
+
 TEST_F(LoaderTest, TheFirstPluginWithASignatureKeepsIt)
 {
     AddScripted("a.vpl", "First", "t.same");

@@ -1,11 +1,12 @@
 /* A plug-in whose identity and answers come from a text file beside it:
    "<module path>.cfg" with lines key=value (name, signature, description,
-   start, enable, send_on_message). Copies of the one module at several
+   start, enable, send_on_message, loop_in_start). Copies of the one module at several
    paths act as several different plug-ins. Every entry point logs
    "<name:what id=N>" through the real API so that tests can follow the
    order of events. */
 #define _GNU_SOURCE
 #include "VORN/VORNPlugin.h"
+#include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
 
 #include <dlfcn.h>
@@ -18,6 +19,7 @@ static char gDescription[256] = "Scripted test plug-in";
 static int gStartResult = 1;
 static int gEnableResult = 1;
 static int gSendOnMessage = 0; /* message to broadcast when one arrives */
+static int gLoopInStart = 0;   /* register a flight loop due every pass while starting */
 
 static void Say(const char* what)
 {
@@ -57,8 +59,20 @@ static void Configure(void)
             sscanf(value, "%d", &gEnableResult);
         else if (strcmp(line, "send_on_message") == 0)
             sscanf(value, "%d", &gSendOnMessage);
+        else if (strcmp(line, "loop_in_start") == 0)
+            sscanf(value, "%d", &gLoopInStart);
     }
     fclose(file);
+}
+
+static float EveryPass(float sinceLast, float sinceLoop, int counter, void* refcon)
+{
+    (void)sinceLast;
+    (void)sinceLoop;
+    (void)counter;
+    (void)refcon;
+    Say("loop");
+    return -1.0f;
 }
 
 VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescription)
@@ -68,6 +82,8 @@ VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescriptio
     strcpy(outSignature, gSignature);
     strcpy(outDescription, gDescription);
     Say("start");
+    if (gLoopInStart != 0)
+        VORNRegisterFlightLoopCallback(EveryPass, -1.0f, NULL);
     return gStartResult;
 }
 
