@@ -14,6 +14,11 @@ instructions per iteration (and their baseline's) counted under callgrind.
     tools/bench_report.py build/bench/bench/vorn_bench [--repetitions 10]
                           [--min-time 0.1] [--filter REGEX] [--out FILE]
                           [--callgrind PATH]... [--host VORN_HOST]
+
+With --before OTHER_BINARY (the suite built from an earlier revision) it
+instead compares the two builds path by path: both run in alternating
+rounds within this one run, so that both see the same machine, and the
+table gives each path's median before and after and their ratio.
 """
 
 import argparse
@@ -22,6 +27,7 @@ import os
 import platform
 import subprocess
 import shutil
+import statistics
 import sys
 
 import bench_callgrind
@@ -167,6 +173,28 @@ def instruction_table(binary, names, found):
     return "\n".join(lines) + "\n"
 
 
+def compare(before, after, repetitions, min_time, pattern, rounds=5):
+    """Median per path of two builds run in alternating rounds, as a table."""
+    times = {before: {}, after: {}}
+    per_round = max(1, repetitions // rounds)
+    for round_index in range(rounds):
+        order = (before, after) if round_index % 2 == 0 else (after, before)
+        for binary in order:
+            for name, entry in medians(run_suite(binary, per_round, min_time, pattern)).items():
+                if not is_memory(entry):
+                    times[binary].setdefault(name, []).append(nanoseconds(entry))
+    lines = [f"Before: {before}; after: {after}; {rounds} alternating rounds of "
+             f"{per_round} repetitions each, medians over all of them.", "",
+             "| path | before | after | after / before |", "|---|---:|---:|---:|"]
+    for name, after_times in times[after].items():
+        before_times = times[before].get(name)
+        if not before_times:
+            continue
+        old, new = statistics.median(before_times), statistics.median(after_times)
+        lines.append(f"| {name} | {show_time(old)} | {show_time(new)} | {new / old:.2f}× |")
+    return "\n".join(lines) + "\n"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("binary")
@@ -178,7 +206,13 @@ def main():
     parser.add_argument("--callgrind", action="append", default=[], metavar="PATH",
                         help="also count this path's instructions (needs valgrind)")
     parser.add_argument("--host", help="the reference host, for its peak resident memory")
+    parser.add_argument("--before", metavar="OTHER_BINARY",
+                        help="compare against this build of the suite instead")
     args = parser.parse_args()
+    if args.before:
+        sys.stdout.write(compare(args.before, args.binary, args.repetitions, args.min_time,
+                                 args.filter))
+        return
     report = run_suite(args.binary, args.repetitions, args.min_time, args.filter)
     text = table(report, args.repetitions, args.host)
     if args.callgrind and shutil.which("valgrind"):
