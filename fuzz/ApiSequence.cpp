@@ -1069,9 +1069,11 @@ void CheckModel()
         CheckInventory(id);
     CheckFocusAndDrag();
     CheckWindowsAndLoops();
-    Check(gOwner == VORN_NO_PLUGIN_ID || OwnerCallable(gOwner), "aircraft owner", gOwner);
-    Check(!gIsControlled || OwnerCallable(gCurrentControlPlugin), "camera controller",
-          gCurrentControlPlugin);
+    const int aircraftOwner = VORNPlanesOwner();
+    Check(aircraftOwner == VORN_NO_PLUGIN_ID || OwnerCallable(aircraftOwner), "aircraft owner",
+          aircraftOwner);
+    Check(!VORNIsCameraBeingControlled(nullptr) || OwnerCallable(VORNCameraController()),
+          "camera controller", VORNCameraController());
 }
 
 // ---- Host steps ---------------------------------------------------------------------------

@@ -257,9 +257,18 @@ VORN_API int VORNEventHook(int event, void* param, float elapsed);
 VORN_API int VORNCameraHook(float* p1, float* p2, float* p3, float* p4, float* p5, float* p6,
                             float* p7);
 
-/* Asks which model to load for multiplayer plane index: when the plug-in
-   owning the aircraft chose one, it is copied into path (256 bytes).
-   Otherwise, and for index 0, path is left alone. name is never touched. */
+/* Size in bytes of the path buffer the host passes to
+   VORNUpdatePlaneNameAndPath: room for any path the system allows (PATH_MAX
+   on Linux, the terminating zero included). */
+#define VORN_PLANE_PATH_BUFFER_SIZE 4096
+
+/* Asks which model to load for multiplayer plane index. path must hold
+   VORN_PLANE_PATH_BUFFER_SIZE bytes: when the plug-in owning the aircraft
+   chose a model, its path is copied into path whole, with its terminating
+   zero. Otherwise path is left alone: for index 0, when no model was chosen,
+   and when the chosen path is too long to fit (VORN_PLANE_PATH_BUFFER_SIZE
+   bytes or more without its zero; it is refused, never cut), so the host
+   keeps its own choice. name is never touched. */
 VORN_API void VORNUpdatePlaneNameAndPath(int index, char* name, char* path);
 
 /* Tells the library how many multiplayer planes the host handles and returns

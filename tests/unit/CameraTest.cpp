@@ -102,7 +102,7 @@ TEST_F(CameraTest, TheControllerRewritesTheHostsValuesAsItself)
     EXPECT_EQ(Frame(), 0);
     EXPECT_THAT(gSeen, ElementsAre("A as 1 flag 0 1,2,3,4,5,6,7"));
     EXPECT_EQ(HostValues(), "101,2,3,4,5,6,7");
-    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
     int duration = 0;
     EXPECT_EQ(VORNIsCameraBeingControlled(&duration), 1);
     EXPECT_EQ(duration, 2);
@@ -127,7 +127,7 @@ TEST_F(CameraTest, TheHostsReleaseEndsAShortControlWithALosingControlCall)
     EXPECT_EQ(VORNEventHook(1, nullptr, 0), 1);
     EXPECT_THAT(gSeen, ElementsAre("A as 1 flag 1 null"));
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    EXPECT_EQ(gCurrentControlPlugin, -1);
+    EXPECT_EQ(VORNCameraController(), -1);
     VORNReleaseCamera();
     EXPECT_EQ(gSeen.size(), 1u);
 }
@@ -148,7 +148,7 @@ TEST_F(CameraTest, ASecondControllerTakesOverSilently)
     Frame();
     VORNDisablePlugin(a);
     EXPECT_THAT(gSeen, ElementsAre("B as 2 flag 0 1,2,3,4,5,6,7"));
-    EXPECT_EQ(gCurrentControlPlugin, b);
+    EXPECT_EQ(VORNCameraController(), b);
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 1);
 }
 
@@ -168,7 +168,7 @@ TEST_F(CameraTest, AControlGivenUpBeforeDisableIsNotReleasedAgain)
     As(b, [] { VORNDontControlCamera(); });
     VORNDisablePlugin(a);
     EXPECT_THAT(gSeen, IsEmpty());
-    EXPECT_EQ(gCurrentControlPlugin, a);  // stays on record
+    EXPECT_EQ(VORNCameraController(), a);  // stays on record
 }
 
 TEST_F(CameraTest, AControllerFoundDisabledAtTheNextFrameLosesControlUntold)
@@ -178,7 +178,7 @@ TEST_F(CameraTest, AControllerFoundDisabledAtTheNextFrameLosesControlUntold)
     EXPECT_EQ(Frame(), 1);
     EXPECT_THAT(gSeen, IsEmpty());
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    EXPECT_EQ(gCurrentControlPlugin, -1);
+    EXPECT_EQ(VORNCameraController(), -1);
 }
 
 // A plug-in that takes the camera inside its own VPluginDisable is already
@@ -195,13 +195,13 @@ TEST_F(CameraTest, ACameraTakenInsideVPluginDisableIsDroppedUntoldByTheNextFrame
     gDisableDuration = 2;
     Record(a).disable = TakeCameraWhileDisabling;
     VORNDisablePlugin(a);
-    EXPECT_EQ(gCurrentControlPlugin, a);
+    EXPECT_EQ(VORNCameraController(), a);
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 1);
     EXPECT_EQ(Frame(), 1);
     EXPECT_THAT(gSeen, IsEmpty());
     EXPECT_EQ(HostValues(), "1,2,3,4,5,6,7");
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    EXPECT_EQ(gCurrentControlPlugin, -1);
+    EXPECT_EQ(VORNCameraController(), -1);
 }
 
 TEST_F(CameraTest, AShortControlTakenInsideVPluginDisableIsReleasedUntoldByTheHost)
@@ -209,11 +209,11 @@ TEST_F(CameraTest, AShortControlTakenInsideVPluginDisableIsReleasedUntoldByTheHo
     gDisableDuration = 1;
     Record(a).disable = TakeCameraWhileDisabling;
     VORNDisablePlugin(a);
-    EXPECT_EQ(gCurrentControlPlugin, a);
+    EXPECT_EQ(VORNCameraController(), a);
     EXPECT_EQ(VORNEventHook(1, nullptr, 0), 1);
     EXPECT_THAT(gSeen, IsEmpty());
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    EXPECT_EQ(gCurrentControlPlugin, -1);
+    EXPECT_EQ(VORNCameraController(), -1);
 }
 
 TEST_F(CameraTest, UnloadingAnEnabledControllerTellsIt)
@@ -251,7 +251,7 @@ TEST_F(CameraTest, AThrowingCallbackCountsAsGivingUp)
     EXPECT_EQ(Frame(), 1);
     EXPECT_EQ(HostValues(), "1,2,3,4,5,6,7");
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
 }
 
 TEST_F(CameraTest, ReadingThePositionAsksTheHost)

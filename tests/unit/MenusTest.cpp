@@ -72,6 +72,10 @@ protected:
         return As(id, [&] { return VORNCreateMenu(name, parent, item, RecordPick, &gMenuRef); });
     }
     static long HostMenu(VORNMenuID menu) { return static_cast<VORNMenuInfo_t*>(menu)->hostMenu; }
+    static std::vector<VORNItemInfo_t>& Items(VORNMenuID menu)
+    {
+        return static_cast<VORNMenuInfo_t*>(menu)->items;
+    }
     static int HostItem(VORNMenuID menu, size_t position)
     {
         return static_cast<VORNMenuInfo_t*>(menu)->items.at(position).hostItem;
@@ -89,11 +93,12 @@ TEST_F(MenusTest, StartCreatesThePluginsMenuOnTheHostsBehalf)
     host->ClearRecord();
     VORNInitMenus();
     EXPECT_THAT(host->CallsNamed("CreateMenu"), ElementsAre("CreateMenu(0, 0, \"Plugins\")"));
-    ASSERT_NE(gPluginMenu, nullptr);
-    EXPECT_EQ(VORNFindPluginsMenu(), gPluginMenu);
-    EXPECT_EQ(gPluginMenu->owner, 0);
-    EXPECT_EQ(gPluginMenu->handler, nullptr);
-    EXPECT_EQ(gMenus.size(), 1u) << "an earlier start's records are dropped";
+    const auto* pluginsMenu = static_cast<VORNMenuInfo_t*>(VORNFindPluginsMenu());
+    ASSERT_NE(pluginsMenu, nullptr);
+    EXPECT_EQ(VORNMenuAt(0), pluginsMenu);
+    EXPECT_EQ(pluginsMenu->owner, 0);
+    EXPECT_EQ(pluginsMenu->handler, nullptr);
+    EXPECT_EQ(VORNMenuCount(), 1u) << "an earlier start's records are dropped";
 }
 
 TEST_F(MenusTest, TopLevelMenuHangsOffTheCallersItemInPlugins)
@@ -130,7 +135,7 @@ TEST_F(MenusTest, UnknownParentCreatesNothing)
     int notAMenu = 0;
     EXPECT_EQ(Create(a, "Lost", &notAMenu, 0), nullptr);
     EXPECT_THAT(host->calls, IsEmpty());
-    EXPECT_EQ(gMenus.size(), 1u);
+    EXPECT_EQ(VORNMenuCount(), 1u);
 }
 
 // ---- numbering ---------------------------------------------------------------------
@@ -194,8 +199,8 @@ TEST_F(MenusTest, OutOfRangeIndicesSendTheirMessagesAndChangeNothing)
                             "VORNCheckMenuItemState was passed an out of range item index."));
     EXPECT_THAT(host->calls, IsEmpty());
     EXPECT_EQ(state, 42);
-    EXPECT_EQ(gPluginMenu->items.size(), 3u);
-    for (const VORNItemInfo_t& item : gPluginMenu->items) {
+    EXPECT_EQ(Items(plugins).size(), 3u);
+    for (const VORNItemInfo_t& item : Items(plugins)) {
         EXPECT_EQ(item.check, 0);
         EXPECT_EQ(item.enabled, 1);
     }
@@ -206,7 +211,7 @@ TEST_F(MenusTest, AnotherPluginsItemsAreOutOfRangeForTheCaller)
     Append(b, plugins, "B1");
     As(a, [&] { VORNRemoveMenuItem(plugins, 0); });
     EXPECT_THAT(gErrors, ElementsAre("VORNRemoveMenuItem was passed an out of range item index."));
-    EXPECT_EQ(gPluginMenu->items.size(), 1u);
+    EXPECT_EQ(Items(plugins).size(), 1u);
 }
 
 TEST_F(MenusTest, UnknownAndNullMenusAreIgnoredSilently)
@@ -310,7 +315,7 @@ TEST_F(MenusTest, PickCallsTheMenuHandlerAsTheMenusOwner)
     EXPECT_EQ(gPicks[0].menuRef, &gMenuRef);
     EXPECT_EQ(gPicks[0].itemRef, &gItemRef2);
     EXPECT_EQ(gPicks[0].caller, a) << "the menu's owner, not the item's";
-    EXPECT_EQ(gDispatchedPlugin, 0) << "dispatch restored";
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0) << "dispatch restored";
 }
 
 TEST_F(MenusTest, PickOfADisabledItemReturnsZeroWithoutCallingTheHandler)
@@ -341,7 +346,7 @@ TEST_F(MenusTest, AHandlerThatThrowsIsLoggedAndThePickIsStillThePlugins)
     EXPECT_EQ(VORNMenuHook(HostItem(menu, 0)), 0);
     EXPECT_EQ(host->Log(),
               "[B]: a callback threw an exception; the library ignored it and went on\n");
-    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
 }
 
 TEST_F(MenusTest, PickOfAnUnknownItemIsTheHosts)
@@ -359,7 +364,7 @@ TEST_F(MenusTest, HandlerMayDestroyItsOwnMenuAndCreateOthersDuringAPick)
     VORNMenuID created = nullptr;
     gOnPick = [&] {
         VORNDestroyMenu(menu);
-        for (int i = 0; i < 20; ++i)  // enough to move gMenus' storage
+        for (int i = 0; i < 20; ++i)  // enough to move the menu records' storage
             created = VORNCreateMenu("new", nullptr, 0, RecordPick, nullptr);
     };
     EXPECT_EQ(VORNMenuHook(item), 0);
@@ -400,7 +405,7 @@ TEST_F(MenusTest, ClearAllOfAForeignMenuDoesNothingButPluginsIsShared)
     As(b, [&] { VORNClearAllMenuItems(plugins); });
     EXPECT_THAT(host->CallsNamed("RemoveMenuItem"), ElementsAre("RemoveMenuItem(1000, 1)"))
         << "A's item for its menu (position 0) stays";
-    EXPECT_EQ(gPluginMenu->items.size(), 1u);
+    EXPECT_EQ(Items(plugins).size(), 1u);
 }
 
 TEST_F(MenusTest, DestroyByANonOwnerDoesNothing)
@@ -426,10 +431,10 @@ TEST_F(MenusTest, DestroyRemovesTheCallersItemsThenTheMenu)
     EXPECT_THAT(host->CallNames(), ElementsAre("RemoveMenuItem", "DestroyMenu"));
     EXPECT_EQ(host->calls[0].Text(), "RemoveMenuItem(1002, 0)");
     EXPECT_EQ(host->calls[1].Text(), "DestroyMenu(1002)");
-    ASSERT_EQ(gMenus.size(), 3u);
-    EXPECT_EQ(gMenus[1].get(), first) << "the others keep their order";
-    EXPECT_EQ(gMenus[2].get(), last);
-    EXPECT_EQ(gPluginMenu->items.size(), 3u) << "the item leading to it stays";
+    ASSERT_EQ(VORNMenuCount(), 3u);
+    EXPECT_EQ(VORNMenuAt(1), first) << "the others keep their order";
+    EXPECT_EQ(VORNMenuAt(2), last);
+    EXPECT_EQ(Items(plugins).size(), 3u) << "the item leading to it stays";
     host->ClearRecord();
     As(a, [&] { VORNDestroyMenu(menu); });
     EXPECT_EQ(Append(a, menu, "late"), -1);
@@ -443,7 +448,7 @@ TEST_F(MenusTest, DestroyDoesNotTellAnOlderHostWithAShortTable)
     host->ClearRecord();
     As(a, [&] { VORNDestroyMenu(menu); });
     EXPECT_THAT(host->CallsNamed("DestroyMenu"), IsEmpty());
-    EXPECT_EQ(gMenus.size(), 1u) << "the record goes all the same";
+    EXPECT_EQ(VORNMenuCount(), 1u) << "the record goes all the same";
 }
 
 TEST_F(MenusTest, ThePluginsMenuCannotBeDestroyed)
@@ -472,11 +477,11 @@ TEST_F(MenusTest, CleanupDestroysThePluginsMenusAndItsPluginsItems)
     EXPECT_THAT(host->CallsNamed("RemoveMenuItem"),
                 ElementsAre("RemoveMenuItem(1000, 0)", "RemoveMenuItem(1000, 1)"))
         << "A1's item, then the loose one (B's item is now at 0)";
-    ASSERT_EQ(gMenus.size(), 2u);
-    EXPECT_EQ(gMenus[1].get(), menuB);
+    ASSERT_EQ(VORNMenuCount(), 2u);
+    EXPECT_EQ(VORNMenuAt(1), menuB);
     EXPECT_EQ(static_cast<VORNMenuInfo_t*>(menuB)->items.size(), 1u)
         << "items in other plug-ins' menus stay";
-    EXPECT_EQ(gPluginMenu->items.size(), 1u);
+    EXPECT_EQ(Items(plugins).size(), 1u);
 }
 
 TEST_F(MenusTest, CleanupWithoutAPluginsMenuIsHarmless)

@@ -24,7 +24,7 @@ void OnLoaded(void* object, void* refcon)
 {
     gLoaded.push_back("loaded " + Fmt(object) + " refcon " + Fmt(refcon) + " as " +
                       std::to_string(VORNGetMyID()) + " holding " +
-                      std::to_string(gObjects[VORNGetMyID()].size()));
+                      std::to_string(VORNHeldObjects(VORNGetMyID()).size()));
 }
 
 void UnloadAtOnce(void* object, void*)
@@ -87,13 +87,13 @@ TEST_F(ObjectTest, TheSameObjectLoadedTwiceStandsTwiceUntilBothAreGivenBack)
 {
     EXPECT_EQ(Load(a, kTree), kTree);
     EXPECT_EQ(Load(a, kTree), kTree);
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree, kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree, kTree));
     As(a, [] { VORNUnloadObject(kTree); });
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree));
     EXPECT_THAT(HostUnloads(), ElementsAre(Unloaded(kTree)));
     UnloadOnePlugin(a);
     EXPECT_THAT(HostUnloads(), ElementsAre(Unloaded(kTree), Unloaded(kTree)));
-    EXPECT_THAT(gObjects[a], IsEmpty());
+    EXPECT_THAT(VORNHeldObjects(a), IsEmpty());
     EXPECT_THAT(gErrors, IsEmpty());
 }
 
@@ -103,13 +103,13 @@ TEST_F(ObjectTest, UnloadRemovesTheFirstOccurrenceAndKeepsTheOrderOfTheRest)
     Load(a, kHouse);
     Load(a, kTree);
     As(a, [] { VORNUnloadObject(kTree); });
-    EXPECT_THAT(gObjects[a], ElementsAre(kHouse, kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kHouse, kTree));
 }
 
 TEST_F(ObjectTest, AFailedLoadIsNotRecorded)
 {
     EXPECT_EQ(Load(a, nullptr), nullptr);
-    EXPECT_THAT(gObjects[a], IsEmpty());
+    EXPECT_THAT(VORNHeldObjects(a), IsEmpty());
     EXPECT_THAT(host->CallsNamed("LoadObject"), ElementsAre("LoadObject(\"lib/tree.obj\")"));
 }
 
@@ -120,7 +120,7 @@ TEST_F(ObjectTest, AnotherPluginCannotUnloadWhatItDoesNotHold)
     As(b, [] { VORNUnloadObject(nullptr); });
     EXPECT_THAT(gErrors, ElementsAre("Unknown object for VORNUnloadObject",
                                      "Unknown object for VORNUnloadObject"));
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree));
     EXPECT_THAT(HostUnloads(), IsEmpty());
 }
 
@@ -131,14 +131,14 @@ TEST_F(ObjectTest, UnloadingAPluginGivesBackOnlyItsOwnObjectsInLoadOrder)
     Load(a, kTree);
     UnloadOnePlugin(a);
     EXPECT_THAT(HostUnloads(), ElementsAre(Unloaded(kHouse), Unloaded(kTree)));
-    EXPECT_THAT(gObjects[b], ElementsAre(kTree));
+    EXPECT_THAT(VORNHeldObjects(b), ElementsAre(kTree));
 }
 
 TEST_F(ObjectTest, DisablingChangesNothing)
 {
     Load(a, kTree);
     VORNDisablePlugin(a);
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree));
     EXPECT_THAT(HostUnloads(), IsEmpty());
 }
 
@@ -211,14 +211,14 @@ TEST_F(ObjectTest, AnAsyncLoadWaitsInFlightAndIsHandedToItsOwnerWhenTheHostAnswe
     EXPECT_EQ(Record(a).inFlight.mNext, completion);
     EXPECT_EQ(completion->mPlugin, a);
 
-    gDispatchedPlugin = b;
+    StDispatchCallback asB(b);
     Answer(0, kHouse);
     // Recorded only after the callback ran.
     EXPECT_THAT(gLoaded, ElementsAre("loaded " + Fmt(kHouse) + " refcon " + Fmt(&refcon) +
                                      " as 1 holding 0"));
-    EXPECT_THAT(gObjects[a], ElementsAre(kHouse));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kHouse));
     EXPECT_TRUE(Record(a).inFlight.IsEmpty());
-    EXPECT_EQ(gDispatchedPlugin, b);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), b);
 }
 
 TEST_F(ObjectTest, AFailedAsyncLoadCallsBackWithNullAndRecordsNothing)
@@ -226,7 +226,7 @@ TEST_F(ObjectTest, AFailedAsyncLoadCallsBackWithNullAndRecordsNothing)
     LoadAsync(a, OnLoaded, nullptr);
     Answer(0, nullptr);
     EXPECT_THAT(gLoaded, ElementsAre("loaded null refcon null as 1 holding 0"));
-    EXPECT_THAT(gObjects[a], IsEmpty());
+    EXPECT_THAT(VORNHeldObjects(a), IsEmpty());
 }
 
 TEST_F(ObjectTest, ACallbackUnloadingAtOnceIsToldTheObjectIsUnknownAndItStaysRecorded)
@@ -234,7 +234,7 @@ TEST_F(ObjectTest, ACallbackUnloadingAtOnceIsToldTheObjectIsUnknownAndItStaysRec
     LoadAsync(a, UnloadAtOnce, nullptr);
     Answer(0, kTree);
     EXPECT_THAT(gErrors, ElementsAre("Unknown object for VORNUnloadObject"));
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree));
     EXPECT_THAT(HostUnloads(), IsEmpty());
 }
 
@@ -244,10 +244,10 @@ TEST_F(ObjectTest, AResultForADisabledOwnerIsHandedOverWhenItIsEnabledAgain)
     VORNDisablePlugin(a);
     Answer(0, kTree);
     EXPECT_THAT(gLoaded, IsEmpty());
-    EXPECT_THAT(gObjects[a], IsEmpty());
+    EXPECT_THAT(VORNHeldObjects(a), IsEmpty());
     EXPECT_EQ(VORNEnablePlugin(a), 1);
     EXPECT_THAT(gLoaded, ElementsAre("loaded " + Fmt(kTree) + " refcon null as 1 holding 0"));
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree));
 }
 
 TEST_F(ObjectTest, AResultAfterDisableAndEnableIsHandedOverAtOnce)
@@ -257,7 +257,7 @@ TEST_F(ObjectTest, AResultAfterDisableAndEnableIsHandedOverAtOnce)
     VORNEnablePlugin(a);
     Answer(0, kTree);
     EXPECT_EQ(gLoaded.size(), 1u);
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree));
 }
 
 TEST_F(ObjectTest, AResultWhoseOwnerWasUnloadedGoesBackToTheHost)
@@ -274,7 +274,7 @@ TEST_F(ObjectTest, AResultWhoseOwnerWasUnloadedGoesBackToTheHost)
     Answer(1, nullptr);
     EXPECT_THAT(gLoaded, IsEmpty());
     EXPECT_THAT(HostUnloads(), ElementsAre(Unloaded(kTree), Unloaded(nullptr)));
-    EXPECT_THAT(gObjects[a], IsEmpty());
+    EXPECT_THAT(VORNHeldObjects(a), IsEmpty());
     EXPECT_TRUE(VORNOrphanedDeliveries().IsEmpty());
 }
 
@@ -292,15 +292,15 @@ TEST_F(ObjectTest, AThrowingCallbackStillGetsItsObjectRecorded)
 {
     LoadAsync(a, Throw, nullptr);
     Answer(0, kTree);
-    EXPECT_THAT(gObjects[a], ElementsAre(kTree));
-    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kTree));
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
 }
 
 TEST_F(ObjectTest, ANullCallbackStillRecordsTheObject)
 {
     LoadAsync(a, nullptr, nullptr);
     Answer(0, kHouse);
-    EXPECT_THAT(gObjects[a], ElementsAre(kHouse));
+    EXPECT_THAT(VORNHeldObjects(a), ElementsAre(kHouse));
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 using namespace vorntest;
 using ::testing::ElementsAre;
@@ -75,7 +77,7 @@ protected:
 
     void TearDown() override
     {
-        gDispatchedPlugin = 0;
+        VORNSetDispatchedPlugin(VORN_HOST_PLUGIN_ID);
         for (VORNDataRef ref : aiLoc)
             VORNUnregisterDataAccessor(ref);
         PluginTrioTest::TearDown();
@@ -104,12 +106,12 @@ TEST_F(PlanesTest, ReleaseHandsTheAircraftToTheFirstPluginWaitingWithACallback)
     EXPECT_EQ(AcquireAs(a), 1);
     EXPECT_EQ(AcquireAs(b, nullptr, Acquire), 0);
     EXPECT_EQ(AcquireAs(c), 0);
-    ASSERT_EQ(gQueue.size(), 1u);
-    EXPECT_EQ(gQueue[0].plugin, b);
+    ASSERT_EQ(VORNPlaneQueue().size(), 1u);
+    EXPECT_EQ(VORNPlaneQueue()[0].plugin, b);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gCalls, ElementsAre("2 acquires 1"));
-    EXPECT_EQ(gOwner, b);
-    EXPECT_THAT(gQueue, IsEmpty());
+    EXPECT_EQ(VORNPlanesOwner(), b);
+    EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
 }
 
 TEST_F(PlanesTest, LaterWaitersQueueAgainThroughTheirOwnCalls)
@@ -119,8 +121,8 @@ TEST_F(PlanesTest, LaterWaitersQueueAgainThroughTheirOwnCalls)
     AcquireAs(c, nullptr, Acquire);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gCalls, ElementsAre("2 acquires 1", "3 acquires 0"));
-    ASSERT_EQ(gQueue.size(), 1u);
-    EXPECT_EQ(gQueue[0].plugin, c);
+    ASSERT_EQ(VORNPlaneQueue().size(), 1u);
+    EXPECT_EQ(VORNPlaneQueue()[0].plugin, c);
 }
 
 TEST_F(PlanesTest, ACallbackThatAcquiresAndReleasesAgainPassesTheAircraftOnWithinTheWalk)
@@ -130,8 +132,8 @@ TEST_F(PlanesTest, ACallbackThatAcquiresAndReleasesAgainPassesTheAircraftOnWithi
     AcquireAs(c, nullptr, Acquire);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gCalls, ElementsAre("2 acquires 1", "3 acquires 1"));
-    EXPECT_EQ(gOwner, c);
-    EXPECT_THAT(gQueue, IsEmpty());
+    EXPECT_EQ(VORNPlanesOwner(), c);
+    EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
 }
 
 TEST_F(PlanesTest, AcquiringAgainAnswersOneAndIgnoresTheNewPaths)
@@ -141,8 +143,8 @@ TEST_F(PlanesTest, AcquiringAgainAnswersOneAndIgnoresTheNewPaths)
     char* second[] = {p1, p1, p1, nullptr};
     EXPECT_EQ(AcquireAs(a, first), 1);
     EXPECT_EQ(AcquireAs(a, second, Acquire), 1);
-    EXPECT_THAT(gRequestedPlanes, ElementsAre("user.acf", "one.acf"));
-    EXPECT_THAT(gQueue, IsEmpty());
+    EXPECT_THAT(VORNRequestedPlanes(), ElementsAre("user.acf", "one.acf"));
+    EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
 }
 
 TEST_F(PlanesTest, ANonOwnerCannotReleaseOrSetAnything)
@@ -156,9 +158,9 @@ TEST_F(PlanesTest, ANonOwnerCannotReleaseOrSetAnything)
         VORNDrawAircraft(1, 0, 0, 0, 0, 0, 0, 1, nullptr);
         VORNReinitUsersPlane();
     });
-    EXPECT_EQ(gOwner, a);
-    EXPECT_EQ(gPlaneLimit, -1);
-    EXPECT_THAT(gRequestedPlanes, IsEmpty());
+    EXPECT_EQ(VORNPlanesOwner(), a);
+    EXPECT_EQ(VORNPlaneLimit(), -1);
+    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty());
     EXPECT_THAT(host->calls, IsEmpty());
 }
 
@@ -186,7 +188,7 @@ TEST_F(PlanesTest, RequestsOfDisabledPluginsAreDropped)
     VORNDisablePlugin(b);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gCalls, ElementsAre("3 called"));
-    EXPECT_THAT(gQueue, IsEmpty());
+    EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
 }
 
 // ---- the host's questions ----
@@ -198,10 +200,10 @@ TEST_F(PlanesTest, TheOwnersLimitAnswersTheHostsCountUnlessTheHostInsists)
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 20);  // no limit
     As(a, [] { VORNSetActiveAircraftCount(5); });
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 5);
-    EXPECT_EQ(gPlaneMaximum, 20);
+    EXPECT_EQ(VORNPlaneMaximum(), 20);
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 1), 20);
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(3, 0), 3);
-    EXPECT_EQ(gPlaneMaximum, 3);
+    EXPECT_EQ(VORNPlaneMaximum(), 3);
 }
 
 TEST_F(PlanesTest, AModelChosenBeforeTheHostsCountIsHandedOverWhenTheHostAsks)
@@ -209,7 +211,7 @@ TEST_F(PlanesTest, AModelChosenBeforeTheHostsCountIsHandedOverWhenTheHostAsks)
     AcquireAs(a);
     As(a, [] { VORNSetAircraftModel(3, "/sim/Aircraft/Jet/jet.acf"); });
     EXPECT_EQ(host->CountCalls("SetAircraftModel"), 0u);
-    EXPECT_THAT(gRequestedPlanes, ElementsAre("", "", "", "/sim/Aircraft/Jet/jet.acf"));
+    EXPECT_THAT(VORNRequestedPlanes(), ElementsAre("", "", "", "/sim/Aircraft/Jet/jet.acf"));
     char name[256] = "name", path[256] = "host's own";
     VORNUpdatePlaneNameAndPath(3, name, path);
     EXPECT_STREQ(path, "/sim/Aircraft/Jet/jet.acf");
@@ -242,8 +244,10 @@ TEST_F(PlanesTest, AKnownPlaneGetsItsModelAtOnceAndTheHostsQuestionsMeanwhileAre
         VORNSetAircraftModel(20, "beyond.acf");
     });
     EXPECT_THAT(gAskedBack, ElementsAre("host's own, count 20"));
-    EXPECT_FALSE(gIsSelfLoading);
-    EXPECT_EQ(gRequestedPlanes.size(), 21u);
+    char path[VORN_PLANE_PATH_BUFFER_SIZE] = "host's own";
+    VORNHandleUpdatePlaneNameAndPath(2, nullptr, path);
+    EXPECT_STREQ(path, "two.acf") << "the library's own load is over";
+    EXPECT_EQ(VORNRequestedPlanes().size(), 21u);
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 5);
 }
 
@@ -264,20 +268,31 @@ TEST_F(PlanesTest, ANegativePlaneIndexOrNullPathIsRejected)
         VORNSetAircraftModel(-1, "x.acf");
         VORNSetAircraftModel(1, nullptr);
     });
-    EXPECT_THAT(gRequestedPlanes, IsEmpty());
+    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty());
     EXPECT_EQ(host->CountCalls("SetAircraftModel"), 0u);
 }
 
-TEST_F(PlanesTest, TheHostsPathBufferIsNeverOverrun)
+TEST_F(PlanesTest, ALongPathReachesTheHostWholeAndOneBeyondItsBufferNotAtAll)
 {
     AcquireAs(a);
-    const std::string longPath(400, 'p');
-    As(a, [&] { VORNSetAircraftModel(1, longPath.c_str()); });
-    char path[300];
-    std::memset(path, 'x', sizeof path);
-    VORNHandleUpdatePlaneNameAndPath(1, nullptr, path);
-    EXPECT_EQ(std::string(path), std::string(255, 'p'));
-    EXPECT_EQ(path[256], 'x');
+    const std::string longPath = "/" + std::string(399, 'p');
+    const std::string tooLong(VORN_PLANE_PATH_BUFFER_SIZE, 'q');
+    const std::string longest(VORN_PLANE_PATH_BUFFER_SIZE - 1, 'r');
+    As(a, [&] {
+        VORNSetAircraftModel(1, longPath.c_str());
+        VORNSetAircraftModel(2, tooLong.c_str());
+        VORNSetAircraftModel(3, longest.c_str());
+    });
+    // Exactly the documented size, on the heap, so that a write past it is caught.
+    std::vector<char> path(VORN_PLANE_PATH_BUFFER_SIZE, 'x');
+    VORNUpdatePlaneNameAndPath(1, nullptr, path.data());
+    EXPECT_EQ(std::string(path.data()), longPath);
+    std::fill(path.begin(), path.end(), 'x');
+    VORNUpdatePlaneNameAndPath(2, nullptr, path.data());
+    EXPECT_EQ(std::count(path.begin(), path.end(), 'x'), VORN_PLANE_PATH_BUFFER_SIZE)
+        << "refused, not cut: the host keeps its own choice";
+    VORNUpdatePlaneNameAndPath(3, nullptr, path.data());
+    EXPECT_EQ(std::string(path.data()), longest);
     VORNHandleUpdatePlaneNameAndPath(1, nullptr, nullptr);
 }
 
@@ -372,7 +387,7 @@ TEST_F(PlanesTest, DisablingTheOwnerReleasesTheAircraftToTheNextInLine)
     VORNDisablePlugin(a);
     EXPECT_THAT(gAiWrites, ElementsAre("ai_loc[1]=0", "ai_loc[2]=0"));
     EXPECT_THAT(gCalls, ElementsAre("2 acquires 1"));
-    EXPECT_EQ(gOwner, b);
+    EXPECT_EQ(VORNPlanesOwner(), b);
 }
 
 TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsAndKeepsTheOthersInOrder)
@@ -383,15 +398,15 @@ TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsAndKeepsTheOthersInOrder)
     AcquireAs(b, nullptr, NoteOnly);
     VORNDisablePlugin(b);
     UnloadOnePlugin(b);
-    ASSERT_EQ(gQueue.size(), 1u);
-    EXPECT_EQ(gQueue[0].plugin, c);
+    ASSERT_EQ(VORNPlaneQueue().size(), 1u);
+    EXPECT_EQ(VORNPlaneQueue()[0].plugin, c);
 }
 
 TEST_F(PlanesTest, AnOwnerUnloadedWithoutBeingDisabledKeepsTheAircraft)
 {
     AcquireAs(a);
     UnloadOnePlugin(a);
-    EXPECT_EQ(gOwner, a);
+    EXPECT_EQ(VORNPlanesOwner(), a);
 }
 
 }  // namespace

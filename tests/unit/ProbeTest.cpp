@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 using namespace vorntest;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -46,7 +47,7 @@ TEST_F(ProbeTest, AProbeIsOwnedByTheCreatorAndKeepsItsType)
     auto* probe = static_cast<VORNProbe_t*>(Create(b, 7));
     EXPECT_EQ(probe->owner, b);
     EXPECT_EQ(probe->probeType, 7);
-    EXPECT_THAT(gProbes, ElementsAre(probe));
+    EXPECT_THAT(VORNLiveProbes(), ElementsAre(probe));
 }
 
 TEST_F(ProbeTest, DestroyingTwiceOrAnUnknownHandleDoesNothing)
@@ -59,7 +60,7 @@ TEST_F(ProbeTest, DestroyingTwiceOrAnUnknownHandleDoesNothing)
         VORNDestroyProbe(nullptr);
         VORNDestroyProbe(&notAProbe);
     });
-    EXPECT_THAT(gFreeProbes, ElementsAre(0));
+    EXPECT_THAT(VORNFreeProbeIndices(), ElementsAre(0));
     EXPECT_EQ(HostIndex(Create(a)), 0);
     EXPECT_EQ(HostIndex(Create(a)), 1);
     EXPECT_THAT(gErrors, IsEmpty());
@@ -69,8 +70,8 @@ TEST_F(ProbeTest, AnyPluginMayDestroyAnyProbe)
 {
     VORNProbeRef probe = Create(a);
     As(b, [&] { VORNDestroyProbe(probe); });
-    EXPECT_THAT(gProbes, IsEmpty());
-    EXPECT_THAT(gFreeProbes, ElementsAre(0));
+    EXPECT_THAT(VORNLiveProbes(), IsEmpty());
+    EXPECT_THAT(VORNFreeProbeIndices(), ElementsAre(0));
 }
 
 TEST_F(ProbeTest, ProbingHandsTheHostItsIndexThePointAndTheResultFields)
@@ -119,11 +120,11 @@ TEST_F(ProbeTest, UnloadingFreesExactlyThatPluginsProbes)
     (void)a0;
     (void)a2;
     UnloadOnePlugin(a);
-    EXPECT_EQ(gProbes.size(), 2u);
-    EXPECT_EQ(gProbes.count(static_cast<VORNProbe_t*>(b1)), 1u);
+    EXPECT_EQ(VORNLiveProbes().size(), 2u);
+    EXPECT_THAT(VORNLiveProbes(), Contains(static_cast<VORNProbe_t*>(b1)));
     EXPECT_EQ(HostIndex(b1), 1);
     EXPECT_EQ(HostIndex(b3), 3);
-    EXPECT_THAT(gFreeProbes, ElementsAre(0, 2));
+    EXPECT_THAT(VORNFreeProbeIndices(), ElementsAre(0, 2));
     EXPECT_EQ(HostIndex(Create(c)), 0);
 }
 
@@ -131,7 +132,7 @@ TEST_F(ProbeTest, DisablingLeavesProbesAlone)
 {
     Create(a);
     VORNDisablePlugin(a);
-    EXPECT_EQ(gProbes.size(), 1u);
+    EXPECT_EQ(VORNLiveProbes().size(), 1u);
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ protected:
         LibraryTest::SetUp();
         VORNRegisterHostPlugin();
         plugin = AddPlugin("Utility", "test.utility");
-        gDispatchedPlugin = plugin;
+        VORNSetDispatchedPlugin(plugin);
         VORNSetErrorCallback(RecordError);
     }
     int plugin = -1;
@@ -36,7 +36,7 @@ TEST_F(UtilitiesTest, PressSendsEdgeThenHoldAndRemembersTheButton)
     VORNCommandButtonPress(5);
     EXPECT_THAT(host->CallsNamed("CommandButton"),
                 ElementsAre("CommandButton({5}, 0, 0)", "CommandButton({5}, 0, 1)"));
-    EXPECT_THAT(gButtons, ElementsAre(5));
+    EXPECT_THAT(VORNHeldButtons(), ElementsAre(5));
 }
 
 TEST_F(UtilitiesTest, ReleaseSendsBothReleaseCallsAndForgetsOnePress)
@@ -47,14 +47,14 @@ TEST_F(UtilitiesTest, ReleaseSendsBothReleaseCallsAndForgetsOnePress)
     VORNCommandButtonRelease(5);
     EXPECT_THAT(host->CallsNamed("CommandButton"),
                 ElementsAre("CommandButton({5}, 1, 0)", "CommandButton({5}, 1, 1)"));
-    EXPECT_THAT(gButtons, ElementsAre(5)) << "a button pressed twice needs two releases";
+    EXPECT_THAT(VORNHeldButtons(), ElementsAre(5)) << "a button pressed twice needs two releases";
 }
 
 TEST_F(UtilitiesTest, ReleasingAButtonNotHeldStillTellsTheHost)
 {
     VORNCommandButtonRelease(9);
     EXPECT_EQ(host->CountCalls("CommandButton"), 2u);
-    EXPECT_THAT(gButtons, IsEmpty());
+    EXPECT_THAT(VORNHeldButtons(), IsEmpty());
 }
 
 TEST_F(UtilitiesTest, RepeatedButtonsReportAllHeldButtonsInOneCall)
@@ -68,7 +68,7 @@ TEST_F(UtilitiesTest, RepeatedButtonsReportAllHeldButtonsInOneCall)
     host->ClearRecord();
     VORNDoRepeatedButtons();
     EXPECT_THAT(host->CallsNamed("CommandButton"), ElementsAre("CommandButton({7,3}, 0, 1)"));
-    EXPECT_THAT(gButtons, ElementsAre(7, 3)) << "the terminating zero is removed again";
+    EXPECT_THAT(VORNHeldButtons(), ElementsAre(7, 3)) << "the terminating zero is removed again";
 }
 
 // ---- key names ------------------------------------------------------------------

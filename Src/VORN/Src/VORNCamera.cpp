@@ -9,22 +9,28 @@
 #include "VORNLoaderInternal.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 
-int32_t gIsControlled = 0;
-int32_t gControlDuration = 0;
-VORNCameraControl_f gCurrentControlFunc = nullptr;
-void* gCameraControlRef = nullptr;
-int32_t gCurrentControlPlugin = VORN_NO_PLUGIN_ID;
-
 namespace {
+
+// One controller at a time.
+struct CameraState {
+    int32_t isControlled = 0;     // a plug-in controls the camera
+    int32_t controlDuration = 0;  // 1: until the host's next release
+    VORNCameraControl_f currentControlFunc = nullptr;
+    void* cameraControlRef = nullptr;
+    // The controller; kept on record when it merely lets go. -1: none.
+    int32_t currentControlPlugin = VORN_NO_PLUGIN_ID;
+};
+CameraState gCamera;
 
 const int kUntilViewChanges = VORN_CONTROL_CAMERA_UNTIL_VIEW_CHANGES;
 
 void EndControl()
 {
-    gIsControlled = 0;
-    gCurrentControlPlugin = VORN_NO_PLUGIN_ID;
+    gCamera.isControlled = 0;
+    gCamera.currentControlPlugin = VORN_NO_PLUGIN_ID;
 }
 
 }  // namespace
@@ -32,23 +38,23 @@ void EndControl()
 VORN_EXPORT void VORNControlCamera(int duration, VORNCameraControl_f callback, void* refcon)
 {
     // The newest caller takes over; the one before is not told.
-    gIsControlled = 1;
-    gControlDuration = duration;
-    gCurrentControlFunc = callback;
-    gCameraControlRef = refcon;
-    gCurrentControlPlugin = VORNGetDispatchedPlugin();
+    gCamera.isControlled = 1;
+    gCamera.controlDuration = duration;
+    gCamera.currentControlFunc = callback;
+    gCamera.cameraControlRef = refcon;
+    gCamera.currentControlPlugin = VORNGetDispatchedPlugin();
 }
 
 VORN_EXPORT void VORNDontControlCamera(void)
 {
-    gIsControlled = 0;
+    gCamera.isControlled = 0;
 }
 
 VORN_EXPORT int VORNIsCameraBeingControlled(int* outDuration)
 {
-    if (gIsControlled && outDuration != nullptr)
-        *outDuration = gControlDuration;
-    return gIsControlled;
+    if (gCamera.isControlled && outDuration != nullptr)
+        *outDuration = gCamera.controlDuration;
+    return gCamera.isControlled;
 }
 
 VORN_EXPORT void VORNReadCameraPosition(VORNCameraPositionRecord* outPosition)
@@ -62,7 +68,7 @@ VORN_EXPORT void VORNReadCameraPosition(VORNCameraPositionRecord* outPosition)
 int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, float* p6,
                      float* p7)
 {
-    if (!gIsControlled)
+    if (!gCamera.isControlled)
         return 1;
     float* const host[7] = {p1, p2, p3, p4, p5, p6, p7};
     // A host that passes a null pointer keeps its camera as it is.
@@ -71,10 +77,10 @@ int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, floa
     VORNCameraPositionRecord position;
     for (int i = 0; i < 7; ++i)
         position.values[i] = *host[i];
-    const VORNCameraControl_f callback = gCurrentControlFunc;
-    void* const refcon = gCameraControlRef;
+    const VORNCameraControl_f callback = gCamera.currentControlFunc;
+    void* const refcon = gCamera.cameraControlRef;
     int keep = 0;  // also for a controller without a callback, or one that threw
-    const bool called = VORNCallPlugin(VORNCallKind::kCamera, gCurrentControlPlugin, [&] {
+    const bool called = VORNCallPlugin(VORNCallKind::kCamera, gCamera.currentControlPlugin, [&] {
         if (callback != nullptr)
             keep = callback(&position, 0, refcon);
     });
@@ -83,7 +89,7 @@ int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, floa
         return 1;
     }
     if (keep == 0) {
-        gIsControlled = 0;  // the controller stays on record
+        gCamera.isControlled = 0;  // the controller stays on record
         return 1;
     }
     for (int i = 0; i < 7; ++i)
@@ -93,11 +99,11 @@ int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, floa
 
 void VORNReleaseCameraInternal(int force)
 {
-    if (!gIsControlled || (force == 0 && gControlDuration != kUntilViewChanges))
+    if (!gCamera.isControlled || (force == 0 && gCamera.controlDuration != kUntilViewChanges))
         return;
-    if (const VORNCameraControl_f callback = gCurrentControlFunc) {
-        void* const refcon = gCameraControlRef;
-        VORNCallPlugin(VORNCallKind::kCamera, gCurrentControlPlugin,
+    if (const VORNCameraControl_f callback = gCamera.currentControlFunc) {
+        void* const refcon = gCamera.cameraControlRef;
+        VORNCallPlugin(VORNCallKind::kCamera, gCamera.currentControlPlugin,
                        [&] { callback(nullptr, 1, refcon); });
     }
     EndControl();
@@ -112,7 +118,7 @@ void VORNReleaseCamera()
 // (at unload it is usually disabled already and hears nothing).
 void VORNCameraDisableHook(int id)
 {
-    if (id == gCurrentControlPlugin)
+    if (id == gCamera.currentControlPlugin)
         VORNReleaseCameraInternal(1);
 }
 
@@ -123,14 +129,15 @@ void VORNCameraCleanupHook(int id)
 
 void VORNCountCameraHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->camera = gIsControlled != 0 && gCurrentControlPlugin == id ? 1 : 0;
+    inventory->camera = gCamera.isControlled != 0 && gCamera.currentControlPlugin == id ? 1 : 0;
+}
+
+int VORNCameraController()
+{
+    return gCamera.currentControlPlugin;
 }
 
 void VORNResetCamera()
 {
-    gIsControlled = 0;
-    gControlDuration = 0;
-    gCurrentControlFunc = nullptr;
-    gCameraControlRef = nullptr;
-    gCurrentControlPlugin = VORN_NO_PLUGIN_ID;
+    gCamera = CameraState();
 }

@@ -5,14 +5,6 @@
 #include "VORN/VORNCamera.h"
 #include "VORN/VORNHostHooks.h"
 
-#include <cstdint>
-
-extern int32_t gIsControlled;     // a plug-in controls the camera
-extern int32_t gControlDuration;  // 1: until the host's next release
-extern VORNCameraControl_f gCurrentControlFunc;
-extern void* gCameraControlRef;
-extern int32_t gCurrentControlPlugin;  // -1: none
-
 // The host offers its camera values. Returns 0 when the controller set them,
 // 1 when the host keeps its own.
 int VORNAdjustCamera(float* p1, float* p2, float* p3, float* p4, float* p5, float* p6,
@@ -27,6 +19,10 @@ void VORNCameraCleanupHook(int id);
 
 // 1 in inventory's camera field when plug-in id controls the camera.
 void VORNCountCameraHoldings(int id, VORNPluginInventory* inventory);
+
+// The plug-in on record as controller, also after it let go; -1 when none
+// (tests and checkers: the API only tells whether the camera is controlled).
+int VORNCameraController();
 
 // Back to the state at start (tests).
 void VORNResetCamera();

@@ -150,7 +150,11 @@ void VORNFetchDirectoryContents(const char* dirPath, const char* pattern,
         std::string full = std::string(dirPath) + "/" + name;
         struct stat info;
         if (stat(full.c_str(), &info) != 0) {
-            std::printf("name %s, errno %d\n", name, errno);
+            // A broken link or a vanished entry: logged, and left out.
+            const int error = errno;
+            const std::string line =
+                "name " + std::string(name) + ", errno " + std::to_string(error) + "\n";
+            VORNDebugString(line.c_str());
             continue;
         }
         if (S_ISDIR(info.st_mode))

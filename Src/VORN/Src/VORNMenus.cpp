@@ -9,28 +9,34 @@
 #include "VORNLoaderInternal.h"
 
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <tuple>
-
-std::vector<std::unique_ptr<VORNMenuInfo_t>> gMenus;
-VORNMenuInfo_t* gPluginMenu = nullptr;
+#include <vector>
 
 namespace {
 
 const char kPluginsMenuName[] = "Plugins";
 const char kSeparatorName[] = "-";
 
-// Menus and items are numbered as they are made; since menus only ever join
-// the end of gMenus and items the end of their menu, and removals keep the
-// order of the rest, (menu serial, item serial) orders items exactly as a
-// walk over every menu's items does.
-uint64_t gNextMenuSerial = 1;
-uint64_t gNextItemSerial = 1;
-
-// Every item by its host id, then in walk order: a pick finds the first item
-// the host means with one look-up however many items there are.
 using ItemKey = std::tuple<int32_t, uint64_t, uint64_t>;  // host item, menu, item
-std::set<ItemKey> gItemsByHostId;
+
+struct MenusState {
+    // Every menu, in creation order. A menu id is the address of its record.
+    std::vector<std::unique_ptr<VORNMenuInfo_t>> menus;
+    // The shared "Plugins" menu; null until VORNInitMenus.
+    VORNMenuInfo_t* pluginMenu = nullptr;
+    // Menus and items are numbered as they are made; since menus only ever
+    // join the end of menus and items the end of their menu, and removals
+    // keep the order of the rest, (menu serial, item serial) orders items
+    // exactly as a walk over every menu's items does.
+    uint64_t nextMenuSerial = 1;
+    uint64_t nextItemSerial = 1;
+    // Every item by its host id, then in walk order: a pick finds the first
+    // item the host means with one look-up however many items there are.
+    std::set<ItemKey> itemsByHostId;
+};
+MenusState gMenus;
 
 ItemKey KeyOf(const VORNMenuInfo_t& menu, const VORNItemInfo_t& item)
 {
@@ -40,18 +46,18 @@ ItemKey KeyOf(const VORNMenuInfo_t& menu, const VORNItemInfo_t& item)
 void ForgetItemsOf(const VORNMenuInfo_t& menu)
 {
     for (const VORNItemInfo_t& item : menu.items)
-        gItemsByHostId.erase(KeyOf(menu, item));
+        gMenus.itemsByHostId.erase(KeyOf(menu, item));
 }
 
 // The first item in walk order that the host knows as hostItem, with its
 // menu; null when there is none.
 VORNItemInfo_t* FindHostItem(int hostItem, VORNMenuInfo_t** outMenu)
 {
-    auto key = gItemsByHostId.lower_bound(ItemKey(hostItem, 0, 0));
-    if (key == gItemsByHostId.end() || std::get<0>(*key) != hostItem)
+    auto key = gMenus.itemsByHostId.lower_bound(ItemKey(hostItem, 0, 0));
+    if (key == gMenus.itemsByHostId.end() || std::get<0>(*key) != hostItem)
         return nullptr;
     auto menu = std::lower_bound(
-        gMenus.begin(), gMenus.end(), std::get<1>(*key),
+        gMenus.menus.begin(), gMenus.menus.end(), std::get<1>(*key),
         [](const auto& m, uint64_t serial) { return m->serial < serial; });
     auto& items = (*menu)->items;
     auto item = std::lower_bound(
@@ -67,7 +73,7 @@ VORNMenuInfo_t* FindMenu(VORNMenuID id)
 {
     if (id == nullptr)
         return nullptr;
-    for (const auto& menu : gMenus) {
+    for (const auto& menu : gMenus.menus) {
         if (menu.get() == id)
             return menu.get();
     }
@@ -103,15 +109,15 @@ int AppendItem(VORNMenuInfo_t& menu, const char* name, void* itemRef, int fourth
     VORNItemInfo_t item;
     item.hostItem = gHooks->AppendMenuItem(menu.hostMenu, NameOrEmpty(name), itemRef, fourth);
     item.itemRef = itemRef;
-    item.owner = gDispatchedPlugin;
-    item.serial = gNextItemSerial++;
+    item.owner = VORNGetDispatchedPlugin();
+    item.serial = gMenus.nextItemSerial++;
     const auto earlier = std::count_if(menu.items.begin(), menu.items.end(),
-                                       [](const VORNItemInfo_t& it) {
-                                           return it.owner == gDispatchedPlugin;
+                                       [&item](const VORNItemInfo_t& it) {
+                                           return it.owner == item.owner;
                                        });
     menu.items.push_back(item);
     indexEntry.value() = KeyOf(menu, item);
-    gItemsByHostId.insert(std::move(indexEntry));
+    gMenus.itemsByHostId.insert(std::move(indexEntry));
     return static_cast<int>(earlier);
 }
 
@@ -122,23 +128,23 @@ VORNMenuInfo_t* CreateMenuRecord(const char* name, VORNMenuInfo_t* parent, int p
     int position = parentItem;  // only the "Plugins" menu itself has no parent
     if (parent != nullptr) {
         hostParent = parent->hostMenu;
-        position = AbsolutePosition(*parent, parentItem, gDispatchedPlugin);
+        position = AbsolutePosition(*parent, parentItem, VORNGetDispatchedPlugin());
     }
     auto menu = std::make_unique<VORNMenuInfo_t>();
-    gMenus.reserve(gMenus.size() + 1);
+    gMenus.menus.reserve(gMenus.menus.size() + 1);
     menu->hostMenu = gHooks->CreateMenu(hostParent, position, NameOrEmpty(name));
     menu->menuRef = menuRef;
     menu->handler = handler;
-    menu->owner = gDispatchedPlugin;
-    menu->serial = gNextMenuSerial++;
-    gMenus.push_back(std::move(menu));
-    return gMenus.back().get();
+    menu->owner = VORNGetDispatchedPlugin();
+    menu->serial = gMenus.nextMenuSerial++;
+    gMenus.menus.push_back(std::move(menu));
+    return gMenus.menus.back().get();
 }
 
 void RemoveItemAt(VORNMenuInfo_t& menu, int position)
 {
     gHooks->RemoveMenuItem(menu.hostMenu, position);
-    gItemsByHostId.erase(KeyOf(menu, menu.items[position]));
+    gMenus.itemsByHostId.erase(KeyOf(menu, menu.items[position]));
     menu.items.erase(menu.items.begin() + position);
 }
 
@@ -157,7 +163,7 @@ void RemoveItemsOf(VORNMenuInfo_t& menu, int plugin)
 void EraseMenu(const VORNMenuInfo_t* menu)
 {
     ForgetItemsOf(*menu);
-    gMenus.erase(std::find_if(gMenus.begin(), gMenus.end(),
+    gMenus.menus.erase(std::find_if(gMenus.menus.begin(), gMenus.menus.end(),
                               [menu](const auto& m) { return m.get() == menu; }));
 }
 
@@ -169,7 +175,7 @@ VORNItemInfo_t* ResolveItem(VORNMenuID id, int index, const char* message,
     VORNMenuInfo_t* menu = FindMenu(id);
     if (menu == nullptr)
         return nullptr;
-    const int position = AbsolutePosition(*menu, index, gDispatchedPlugin);
+    const int position = AbsolutePosition(*menu, index, VORNGetDispatchedPlugin());
     if (position < 0) {
         VORNSendError(message);
         return nullptr;
@@ -187,9 +193,7 @@ VORNItemInfo_t* ResolveItem(VORNMenuID id, int index, const char* message,
 
 void VORNResetMenus()
 {
-    gPluginMenu = nullptr;
-    gMenus.clear();
-    gItemsByHostId.clear();
+    gMenus = MenusState();
 }
 
 void VORNInitMenus()
@@ -199,7 +203,7 @@ void VORNInitMenus()
     // session; keeping them would let stale handles answer the new host.
     VORNResetMenus();
     VORNNoThrow([&] {
-        gPluginMenu = CreateMenuRecord(kPluginsMenuName, nullptr, 0, nullptr, nullptr);
+        gMenus.pluginMenu = CreateMenuRecord(kPluginsMenuName, nullptr, 0, nullptr, nullptr);
     });
 }
 
@@ -207,7 +211,7 @@ void VORNInitMenus()
 
 VORN_EXPORT VORNMenuID VORNFindPluginsMenu(void)
 {
-    return gPluginMenu;
+    return gMenus.pluginMenu;
 }
 
 VORN_EXPORT VORNMenuID VORNCreateMenu(const char* name, VORNMenuID parent, int parentItem,
@@ -219,10 +223,10 @@ VORN_EXPORT VORNMenuID VORNCreateMenu(const char* name, VORNMenuID parent, int p
             parentMenu = FindMenu(parent);
             if (parentMenu == nullptr)
                 return nullptr;
-        } else if (gPluginMenu != nullptr) {
+        } else if (gMenus.pluginMenu != nullptr) {
             // A top-level plug-in menu hangs off its own item in "Plugins".
-            parentItem = AppendItem(*gPluginMenu, name, nullptr, 0);
-            parentMenu = gPluginMenu;
+            parentItem = AppendItem(*gMenus.pluginMenu, name, nullptr, 0);
+            parentMenu = gMenus.pluginMenu;
         }
         return CreateMenuRecord(name, parentMenu, parentItem, handler, menuRef);
     });
@@ -231,15 +235,16 @@ VORN_EXPORT VORNMenuID VORNCreateMenu(const char* name, VORNMenuID parent, int p
 VORN_EXPORT void VORNClearAllMenuItems(VORNMenuID id)
 {
     VORNMenuInfo_t* menu = FindMenu(id);
-    if (menu != nullptr && (menu->owner == gDispatchedPlugin || menu == gPluginMenu))
-        RemoveItemsOf(*menu, gDispatchedPlugin);
+    const int caller = VORNGetDispatchedPlugin();
+    if (menu != nullptr && (menu->owner == caller || menu == gMenus.pluginMenu))
+        RemoveItemsOf(*menu, caller);
 }
 
 VORN_EXPORT void VORNDestroyMenu(VORNMenuID id)
 {
     VORNMenuInfo_t* menu = FindMenu(id);
     // The shared "Plugins" menu outlives every plug-in, the host included.
-    if (menu == nullptr || menu == gPluginMenu || menu->owner != gDispatchedPlugin)
+    if (menu == nullptr || menu == gMenus.pluginMenu || menu->owner != VORNGetDispatchedPlugin())
         return;
     VORNClearAllMenuItems(menu);
     // Hosts with a shorter table have no DestroyMenu slot.
@@ -324,7 +329,7 @@ int VORNHandleMenuItemPick(int hostItem)
 
 int VORNHandleMenuItemCheck(long hostMenu, int position, int* outCheck)
 {
-    for (const auto& menu : gMenus) {
+    for (const auto& menu : gMenus.menus) {
         if (menu->hostMenu != hostMenu || position < 0 ||
             static_cast<size_t>(position) >= menu->items.size())
             continue;
@@ -340,9 +345,9 @@ int VORNHandleMenuItemCheck(long hostMenu, int position, int* outCheck)
 
 int VORNHandleMenuItemEnable(long hostMenu, int position)
 {
-    const auto menu = std::find_if(gMenus.begin(), gMenus.end(),
+    const auto menu = std::find_if(gMenus.menus.begin(), gMenus.menus.end(),
                                    [hostMenu](const auto& m) { return m->hostMenu == hostMenu; });
-    if (menu == gMenus.end() || position < 0 ||
+    if (menu == gMenus.menus.end() || position < 0 ||
         static_cast<size_t>(position) >= (*menu)->items.size())
         return 1;
     const int owner = (*menu)->owner;
@@ -356,7 +361,7 @@ int VORNHandleMenuItemEnable(long hostMenu, int position)
 
 void VORNCountMenuHoldings(int plugin, VORNPluginInventory* inventory)
 {
-    for (const auto& menu : gMenus) {
+    for (const auto& menu : gMenus.menus) {
         inventory->menus += menu->owner == plugin ? 1 : 0;
         inventory->menuItems += static_cast<int32_t>(
             std::count_if(menu->items.begin(), menu->items.end(),
@@ -364,22 +369,32 @@ void VORNCountMenuHoldings(int plugin, VORNPluginInventory* inventory)
     }
 }
 
+size_t VORNMenuCount()
+{
+    return gMenus.menus.size();
+}
+
+VORNMenuInfo_t* VORNMenuAt(size_t position)
+{
+    return position < gMenus.menus.size() ? gMenus.menus[position].get() : nullptr;
+}
+
 // ---- Clean-up ------------------------------------------------------------------
 
 void VORNMenuCleanupHook(int plugin)
 {
-    for (auto menu = gMenus.begin(); menu != gMenus.end();) {
-        if ((*menu)->owner == plugin && menu->get() != gPluginMenu) {
+    for (auto menu = gMenus.menus.begin(); menu != gMenus.menus.end();) {
+        if ((*menu)->owner == plugin && menu->get() != gMenus.pluginMenu) {
             // The whole menu goes; the host drops its items with it. A host
             // whose table stops short of the DestroyMenu slot cannot be told.
             if (VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
                 gHooks->DestroyMenu((*menu)->hostMenu);
             ForgetItemsOf(**menu);
-            menu = gMenus.erase(menu);
+            menu = gMenus.menus.erase(menu);
         } else {
             ++menu;
         }
     }
-    if (gPluginMenu != nullptr)
-        RemoveItemsOf(*gPluginMenu, plugin);
+    if (gMenus.pluginMenu != nullptr)
+        RemoveItemsOf(*gMenus.pluginMenu, plugin);
 }

@@ -5,8 +5,8 @@
 #include "VORN/VORNHostHooks.h"
 #include "VORN/VORNMenus.h"
 
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 struct VORNItemInfo_t {
@@ -27,11 +27,6 @@ struct VORNMenuInfo_t {
     uint64_t serial = 0;  // increases with every menu created
 };
 
-// Every menu, in creation order. A menu id is the address of its record.
-extern std::vector<std::unique_ptr<VORNMenuInfo_t>> gMenus;
-// The shared "Plugins" menu; null until VORNInitMenus.
-extern VORNMenuInfo_t* gPluginMenu;
-
 // Creates the "Plugins" menu on the host's behalf, starting from an empty
 // menu registry.
 void VORNInitMenus();
@@ -49,5 +44,10 @@ void VORNCountMenuHoldings(int plugin, VORNPluginInventory* inventory);
 
 // Removes the menus of an unloaded plug-in and its items in "Plugins".
 void VORNMenuCleanupHook(int plugin);
+
+// For tests: how many menus there are, and the menu at position in creation
+// order ("Plugins" first), or null past the end. A menu id is its record.
+size_t VORNMenuCount();
+VORNMenuInfo_t* VORNMenuAt(size_t position);
 
 #endif

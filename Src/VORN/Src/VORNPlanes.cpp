@@ -16,23 +16,25 @@
 #include <cstdio>
 #include <cstring>
 
-int gOwner = VORN_NO_PLUGIN_ID;
-int gPlaneLimit = -1;
-int gPlaneMaximum = -1;
-std::vector<std::string> gRequestedPlanes;
-std::vector<VORNPlaneRequest> gQueue;
-bool gIsSelfLoading = false;
-
 namespace {
 
-const int kHostPathBufferSize = 256;
+struct PlanesState {
+    int owner = VORN_NO_PLUGIN_ID;  // the plug-in owning the aircraft; -1: none
+    int planeLimit = -1;            // the owner's active-aircraft limit; -1: none
+    int planeMaximum = -1;          // how many aircraft the host handles; -1: not told yet
+    std::vector<std::string> requestedPlanes;  // model per plane index; "": none
+    std::vector<VORNPlaneRequest> queue;       // in arrival order
+    bool isSelfLoading = false;  // the library itself is asking the host for a model
+};
+PlanesState gPlanes;
+
 const int kPathBufferSize = 512;
 const int kReinitFirst = 208;
 const int kReinitSecond = 201;
 
 bool CallerOwnsPlanes()
 {
-    return gOwner != VORN_NO_PLUGIN_ID && gOwner == VORNGetDispatchedPlugin();
+    return gPlanes.owner != VORN_NO_PLUGIN_ID && gPlanes.owner == VORNGetDispatchedPlugin();
 }
 
 // A path as the caller gave it, in the library's own form.
@@ -56,9 +58,9 @@ void WriteAiLoc(int index, int value)
 // not be answered from the owner's list.
 void LoadModelNow(int index, const std::string& path, const char* fileName)
 {
-    gIsSelfLoading = true;
+    gPlanes.isSelfLoading = true;
     gHooks->SetAircraftModel(index, path.c_str(), fileName);
-    gIsSelfLoading = false;
+    gPlanes.isSelfLoading = false;
 }
 
 // What follows the last separator of path. The search stops at index 1 and
@@ -93,16 +95,16 @@ VORN_EXPORT int VORNAcquirePlanes(char** aircraftPaths, VORNPlanesAvailable_f ca
         const int caller = VORNGetDispatchedPlugin();
         if (CallerOwnsPlanes())
             return 1;
-        if (gOwner != VORN_NO_PLUGIN_ID) {
+        if (gPlanes.owner != VORN_NO_PLUGIN_ID) {
             if (callback != nullptr)
-                gQueue.push_back({callback, refcon, caller});
+                gPlanes.queue.push_back({callback, refcon, caller});
             return 0;
         }
-        gRequestedPlanes.clear();
+        gPlanes.requestedPlanes.clear();
         for (char** path = aircraftPaths; path != nullptr && *path != nullptr; ++path)
-            gRequestedPlanes.push_back(InternalPath(*path));
-        gPlaneLimit = -1;
-        gOwner = caller;
+            gPlanes.requestedPlanes.push_back(InternalPath(*path));
+        gPlanes.planeLimit = -1;
+        gPlanes.owner = caller;
         return 1;
     });
 }
@@ -112,13 +114,13 @@ VORN_EXPORT void VORNReleasePlanes(void)
     VORNNoThrow([&] {
         if (!CallerOwnsPlanes())
             return;
-        gPlaneLimit = -1;
-        gOwner = VORN_NO_PLUGIN_ID;
-        gRequestedPlanes.clear();
+        gPlanes.planeLimit = -1;
+        gPlanes.owner = VORN_NO_PLUGIN_ID;
+        gPlanes.requestedPlanes.clear();
         // Taken out first: the callbacks acquire again or queue afresh.
         std::vector<VORNPlaneRequest> waiting;
-        waiting.swap(gQueue);
-        for (int index = 1; index < gPlaneMaximum; ++index)
+        waiting.swap(gPlanes.queue);
+        for (int index = 1; index < gPlanes.planeMaximum; ++index)
             WriteAiLoc(index, 0);
         CallWaitingPlugins(waiting);
     });
@@ -127,7 +129,7 @@ VORN_EXPORT void VORNReleasePlanes(void)
 VORN_EXPORT void VORNSetActiveAircraftCount(int count)
 {
     if (CallerOwnsPlanes())
-        gPlaneLimit = count;
+        gPlanes.planeLimit = count;
 }
 
 VORN_EXPORT void VORNSetAircraftModel(int index, const char* aircraftPath)
@@ -136,10 +138,10 @@ VORN_EXPORT void VORNSetAircraftModel(int index, const char* aircraftPath)
         if (!CallerOwnsPlanes() || index < 0 || aircraftPath == nullptr)
             return;
         const std::string path = InternalPath(aircraftPath);
-        if (gRequestedPlanes.size() <= static_cast<size_t>(index))
-            gRequestedPlanes.resize(static_cast<size_t>(index) + 1);
-        gRequestedPlanes[index] = path;
-        if (gPlaneMaximum != -1 && index < gPlaneMaximum)
+        if (gPlanes.requestedPlanes.size() <= static_cast<size_t>(index))
+            gPlanes.requestedPlanes.resize(static_cast<size_t>(index) + 1);
+        gPlanes.requestedPlanes[index] = path;
+        if (gPlanes.planeMaximum != -1 && index < gPlanes.planeMaximum)
             LoadModelNow(index, path, path.c_str());
     });
 }
@@ -160,13 +162,13 @@ VORN_EXPORT void VORNCountAircraft(int* outTotalAircraft, int* outActiveAircraft
                                    VORNPluginID* outController)
 {
     const int total = gHooks->CountAircraft(outTotalAircraft, outActiveAircraft, outController);
-    const int active = gPlaneLimit == -1 ? total : std::min(total, gPlaneLimit);
+    const int active = gPlanes.planeLimit == -1 ? total : std::min(total, gPlanes.planeLimit);
     if (outTotalAircraft != nullptr)
         *outTotalAircraft = total;
     if (outActiveAircraft != nullptr)
         *outActiveAircraft = active;
     if (outController != nullptr)
-        *outController = gOwner;
+        *outController = gPlanes.owner;
 }
 
 VORN_EXPORT void VORNGetNthAircraftModel(int index, char* outFileName, char* outPath)
@@ -208,25 +210,31 @@ VORN_EXPORT void VORNReinitUsersPlane(void)
 void VORNHandleUpdatePlaneNameAndPath(int index, char* name, char* path)
 {
     (void)name;  // the host keeps its own name for the plane
-    if (gOwner == VORN_NO_PLUGIN_ID || gIsSelfLoading || index <= 0 || path == nullptr ||
-        static_cast<size_t>(index) >= gRequestedPlanes.size() || gRequestedPlanes[index].empty())
+    if (gPlanes.owner == VORN_NO_PLUGIN_ID || gPlanes.isSelfLoading || index <= 0 ||
+        path == nullptr || static_cast<size_t>(index) >= gPlanes.requestedPlanes.size())
         return;
-    strcpytrunc(path, gRequestedPlanes[index], kHostPathBufferSize);
+    const std::string& requested = gPlanes.requestedPlanes[index];
+    // A path too long for the host's buffer names no file the system could
+    // open; the host keeps its own model rather than getting a cut path.
+    if (requested.empty() || requested.size() >= VORN_PLANE_PATH_BUFFER_SIZE)
+        return;
+    std::memcpy(path, requested.c_str(), requested.size() + 1);
 }
 
 int VORNHandleGetNumberPlanesToHandle(int count, int flag)
 {
-    gPlaneMaximum = count;
-    if (flag != 0 || gIsSelfLoading || gOwner == VORN_NO_PLUGIN_ID || gPlaneLimit == -1)
+    gPlanes.planeMaximum = count;
+    if (flag != 0 || gPlanes.isSelfLoading || gPlanes.owner == VORN_NO_PLUGIN_ID ||
+        gPlanes.planeLimit == -1)
         return count;
-    return std::min(gPlaneLimit, count);
+    return std::min(gPlanes.planeLimit, count);
 }
 
 // ---- Disable and clean-up ------------------------------------------------------
 
 void VORNPlaneDisableHook(int id)
 {
-    if (id != gOwner)
+    if (id != gPlanes.owner)
         return;
     StDispatchCallback asOwner(id);
     VORNReleasePlanes();
@@ -234,27 +242,48 @@ void VORNPlaneDisableHook(int id)
 
 void VORNPlaneCleanupHook(int id)
 {
-    gQueue.erase(std::remove_if(gQueue.begin(), gQueue.end(),
-                                [id](const VORNPlaneRequest& r) { return r.plugin == id; }),
-                 gQueue.end());
+    std::vector<VORNPlaneRequest>& queue = gPlanes.queue;
+    queue.erase(std::remove_if(queue.begin(), queue.end(),
+                               [id](const VORNPlaneRequest& r) { return r.plugin == id; }),
+                queue.end());
     // Runs as whoever unloads id, so this normally fails its owner check and
     // the aircraft stay with the unloaded id; a plug-in disabled before its
     // unload released them in its disable hook already.
-    if (id == gOwner)
+    if (id == gPlanes.owner)
         VORNReleasePlanes();
 }
 
 void VORNCountPlaneHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->planes = gOwner == id ? 1 : 0;
+    inventory->planes = gPlanes.owner == id ? 1 : 0;
+}
+
+int VORNPlanesOwner()
+{
+    return gPlanes.owner;
+}
+
+int VORNPlaneLimit()
+{
+    return gPlanes.planeLimit;
+}
+
+int VORNPlaneMaximum()
+{
+    return gPlanes.planeMaximum;
+}
+
+const std::vector<std::string>& VORNRequestedPlanes()
+{
+    return gPlanes.requestedPlanes;
+}
+
+const std::vector<VORNPlaneRequest>& VORNPlaneQueue()
+{
+    return gPlanes.queue;
 }
 
 void VORNResetPlanes()
 {
-    gOwner = VORN_NO_PLUGIN_ID;
-    gPlaneLimit = -1;
-    gPlaneMaximum = -1;
-    gRequestedPlanes.clear();
-    gQueue.clear();
-    gIsSelfLoading = false;
+    gPlanes = PlanesState();
 }

@@ -16,14 +16,8 @@ struct VORNPlaneRequest {
     int plugin;
 };
 
-extern int gOwner;         // the plug-in owning the aircraft; -1: none
-extern int gPlaneLimit;    // the owner's active-aircraft limit; -1: none
-extern int gPlaneMaximum;  // how many aircraft the host handles; -1: not told yet
-extern std::vector<std::string> gRequestedPlanes;  // model per plane index; "": none
-extern std::vector<VORNPlaneRequest> gQueue;       // in arrival order
-extern bool gIsSelfLoading;  // the library itself is asking the host for a model
-
-// The host asks which model to load for plane index (path: 256 bytes).
+// The host asks which model to load for plane index (path:
+// VORN_PLANE_PATH_BUFFER_SIZE bytes).
 void VORNHandleUpdatePlaneNameAndPath(int index, char* name, char* path);
 // The host tells how many aircraft it handles and asks how many to fly.
 int VORNHandleGetNumberPlanesToHandle(int count, int flag);
@@ -33,6 +27,18 @@ void VORNPlaneCleanupHook(int id);
 
 // 1 in inventory's planes field when plug-in id owns the aircraft.
 void VORNCountPlaneHoldings(int id, VORNPluginInventory* inventory);
+
+// ---- Queries for tests and checkers -----------------------------------------
+// The plug-in owning the aircraft; -1: none.
+int VORNPlanesOwner();
+// The owner's active-aircraft limit; -1: none.
+int VORNPlaneLimit();
+// How many aircraft the host said it handles; -1: not told yet.
+int VORNPlaneMaximum();
+// The model per plane index as the owner asked for it; "": none.
+const std::vector<std::string>& VORNRequestedPlanes();
+// The plug-ins waiting for the aircraft, in arrival order.
+const std::vector<VORNPlaneRequest>& VORNPlaneQueue();
 
 // Back to the state at start (tests).
 void VORNResetPlanes();

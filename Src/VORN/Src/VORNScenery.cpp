@@ -8,13 +8,26 @@
 #include "VORNInternal.h"
 
 #include <algorithm>
+#include <map>
 #include <memory>
-
-std::set<VORNProbe_t*> gProbes;
-std::set<int> gFreeProbes;
-std::map<int, std::vector<void*>> gObjects;
+#include <set>
+#include <vector>
 
 namespace {
+
+using ProbeMap = std::map<VORNProbe_t*, std::unique_ptr<VORNProbe_t>>;
+
+struct SceneryState {
+    // Every live probe, by its address (the handle the plug-in holds).
+    ProbeMap probes;
+    // Host indices of destroyed probes, waiting for reuse: the host never
+    // forgets a probe, so its numbers are recycled here.
+    std::set<int> freeProbes;
+    // The objects each plug-in holds, in load order; an object loaded twice
+    // stands twice. Entries appear on first use and are only ever emptied.
+    std::map<int, std::vector<void*>> objects;
+};
+SceneryState gScenery;
 
 const int32_t kProbeResultSize = 44;
 const int32_t kPlacementSize = 28;
@@ -22,23 +35,24 @@ const int32_t kPlacementSize = 28;
 // A host probe number: the lowest freed one, or a new one from the host.
 int TakeHostIndex()
 {
-    if (gFreeProbes.empty())
+    std::set<int>& freeProbes = gScenery.freeProbes;
+    if (freeProbes.empty())
         return gHooks->CreateProbe();
-    const int index = *gFreeProbes.begin();
-    gFreeProbes.erase(gFreeProbes.begin());
+    const int index = *freeProbes.begin();
+    freeProbes.erase(freeProbes.begin());
     return index;
 }
 
-void DestroyProbe(VORNProbe_t* probe)
+// Frees the probe at live and returns the one after it.
+ProbeMap::iterator DestroyProbe(ProbeMap::iterator live)
 {
-    gFreeProbes.insert(probe->hostIndex);
-    gProbes.erase(probe);
-    delete probe;
+    gScenery.freeProbes.insert(live->first->hostIndex);
+    return gScenery.probes.erase(live);
 }
 
 std::vector<void*>& ObjectsOf(int id)
 {
-    return gObjects[id];
+    return gScenery.objects[id];
 }
 
 bool Holds(int id, void* object)
@@ -72,18 +86,19 @@ VORN_EXPORT VORNProbeRef VORNCreateProbe(int probeType)
     return VORNNoThrow<VORNProbeRef>(nullptr, [&] {
         auto probe = std::make_unique<VORNProbe_t>(
             VORNProbe_t{VORNGetDispatchedPlugin(), probeType, 0});
+        VORNProbe_t* const handle = probe.get();
         probe->hostIndex = TakeHostIndex();
-        gProbes.insert(probe.get());
-        return probe.release();
+        gScenery.probes.emplace(handle, std::move(probe));
+        return handle;
     });
 }
 
 VORN_EXPORT void VORNDestroyProbe(VORNProbeRef probe)
 {
     VORNNoThrow([&] {
-        auto found = gProbes.find(static_cast<VORNProbe_t*>(probe));
-        if (found != gProbes.end())
-            DestroyProbe(*found);
+        auto found = gScenery.probes.find(static_cast<VORNProbe_t*>(probe));
+        if (found != gScenery.probes.end())
+            DestroyProbe(found);
     });
 }
 
@@ -100,8 +115,6 @@ VORN_EXPORT int VORNProbeTerrainXYZ(VORNProbeRef probe, float x, float y, float 
                                             &outInfo->resultFlag);
     return hit != 0 ? VORN_PROBE_HIT_TERRAIN : VORN_PROBE_MISSED;
 }
-
-
 
 // ---- Scenery objects ----------------------------------------------------------
 
@@ -194,21 +207,24 @@ VORN_EXPORT int VORNLookupObjects(const char* path, float latitude, float longit
 
 void VORNCountSceneryHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->probes = static_cast<int32_t>(std::count_if(
-        gProbes.begin(), gProbes.end(), [id](const VORNProbe_t* p) { return p->owner == id; }));
-    auto found = gObjects.find(id);
-    inventory->objects = found == gObjects.end() ? 0 : static_cast<int32_t>(found->second.size());
+    inventory->probes = static_cast<int32_t>(
+        std::count_if(gScenery.probes.begin(), gScenery.probes.end(),
+                      [id](const ProbeMap::value_type& p) { return p.first->owner == id; }));
+    const auto found = gScenery.objects.find(id);
+    inventory->objects =
+        found == gScenery.objects.end() ? 0 : static_cast<int32_t>(found->second.size());
 }
 
 // ---- Clean-up ------------------------------------------------------------------
 
 void VORNSceneryCleanupHook(int id)
 {
-    // A copy: destroying erases from the set being walked.
-    const std::vector<VORNProbe_t*> probes(gProbes.begin(), gProbes.end());
-    for (VORNProbe_t* probe : probes) {
-        if (probe->owner == id)
-            DestroyProbe(probe);
+    // Nothing here calls a plug-in, so the probes can be freed as they are met.
+    for (auto probe = gScenery.probes.begin(); probe != gScenery.probes.end();) {
+        if (probe->first->owner == id)
+            probe = DestroyProbe(probe);
+        else
+            ++probe;
     }
     std::vector<void*>& objects = ObjectsOf(id);
     for (void* object : objects)
@@ -218,9 +234,26 @@ void VORNSceneryCleanupHook(int id)
 
 void VORNResetScenery()
 {
-    for (VORNProbe_t* probe : gProbes)
-        delete probe;
-    gProbes.clear();
-    gFreeProbes.clear();
-    gObjects.clear();
+    gScenery = SceneryState();
+}
+
+// ---- Queries for tests -------------------------------------------------------------
+
+std::vector<VORNProbe_t*> VORNLiveProbes()
+{
+    std::vector<VORNProbe_t*> live;
+    for (const auto& entry : gScenery.probes)
+        live.push_back(entry.first);
+    return live;
+}
+
+const std::set<int>& VORNFreeProbeIndices()
+{
+    return gScenery.freeProbes;
+}
+
+std::vector<void*> VORNHeldObjects(int id)
+{
+    const auto found = gScenery.objects.find(id);
+    return found != gScenery.objects.end() ? found->second : std::vector<void*>();
 }

@@ -7,7 +7,6 @@
 #include "VORNLoaderInternal.h"
 
 #include <cstdint>
-#include <map>
 #include <set>
 #include <vector>
 
@@ -17,15 +16,6 @@ struct VORNProbe_t {
     int32_t probeType;  // as given; only 0 can probe
     int32_t hostIndex;  // the host's probe number
 };
-
-// Every live probe, and the host indices of destroyed ones waiting for reuse
-// (the host never forgets a probe, so its numbers are recycled here).
-extern std::set<VORNProbe_t*> gProbes;
-extern std::set<int> gFreeProbes;
-
-// The objects each plug-in holds, in load order; an object loaded twice
-// stands twice. Entries appear on first use and are only ever emptied.
-extern std::map<int, std::vector<void*>> gObjects;
 
 // An asynchronous object load on its way back to the plug-in that started it.
 class VORNObjectCompletion_t final : public VORNDelivery {
@@ -53,5 +43,13 @@ void VORNSceneryCleanupHook(int id);
 
 // Forgets every probe and object record without calling the host (tests).
 void VORNResetScenery();
+
+// ---- Queries for tests ---------------------------------------------------------
+// Every live probe, in address order.
+std::vector<VORNProbe_t*> VORNLiveProbes();
+// The host indices of destroyed probes waiting for reuse, lowest first.
+const std::set<int>& VORNFreeProbeIndices();
+// The objects plug-in id holds, in load order (a copy; empty when none).
+std::vector<void*> VORNHeldObjects(int id);
 
 #endif

@@ -1,5 +1,5 @@
-// VORNUtilities.cpp - commands and their handlers; keys, buttons, speech,
-// paths, directory listings, versions, logging and data files.
+// VORNUtilities.cpp - keys, buttons, speech, paths, directory listings,
+// versions, logging and data files. Commands are in VORNUtilitiesCommands.cpp.
 
 #include "VORNUtilitiesInternal.h"
 
@@ -14,11 +14,16 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <utility>
-
-std::vector<int> gButtons;
+#include <vector>
 
 namespace {
+
+struct UtilitiesState {
+    // Joystick buttons held through VORNCommandButtonPress, in press order,
+    // duplicates allowed.
+    std::vector<int> buttons;
+};
+UtilitiesState gUtilities;
 
 const int kLibraryVersion = 210;
 
@@ -144,24 +149,29 @@ VORN_EXPORT void VORNReloadScenery(void)
 VORN_EXPORT void VORNCommandButtonPress(int button)
 {
     SendButtonEdge(button, 0);
-    VORNNoThrow([&] { gButtons.push_back(button); });
+    VORNNoThrow([&] { gUtilities.buttons.push_back(button); });
 }
 
 VORN_EXPORT void VORNCommandButtonRelease(int button)
 {
     SendButtonEdge(button, 1);
-    auto held = std::find(gButtons.begin(), gButtons.end(), button);
-    if (held != gButtons.end())
-        gButtons.erase(held);
+    auto held = std::find(gUtilities.buttons.begin(), gUtilities.buttons.end(), button);
+    if (held != gUtilities.buttons.end())
+        gUtilities.buttons.erase(held);
 }
 
 void VORNDoRepeatedButtons()
 {
-    if (gButtons.empty())
+    if (gUtilities.buttons.empty())
         return;
-    gButtons.push_back(0);  // the host takes a zero-terminated list
-    gHooks->CommandButton(gButtons.data(), 0, 1);
-    gButtons.pop_back();
+    gUtilities.buttons.push_back(0);  // the host takes a zero-terminated list
+    gHooks->CommandButton(gUtilities.buttons.data(), 0, 1);
+    gUtilities.buttons.pop_back();
+}
+
+const std::vector<int>& VORNHeldButtons()
+{
+    return gUtilities.buttons;
 }
 
 VORN_EXPORT const char* VORNGetVirtualKeyDescription(char virtualKey)
@@ -303,230 +313,7 @@ VORN_EXPORT int VORNSaveDataFile(int fileType, const char* path)
     return gHooks->SaveDataFile(fileType, path);
 }
 
-// ---- Commands --------------------------------------------------------------------
-// The host owns the commands themselves; the library adds who holds which
-// command down, and the plug-in handlers that run around the host's own.
-
-VORNCommandHookMap gPreHooks;
-VORNCommandHookMap gPostHooks;
-std::map<int, std::set<VORNCommandRef>> gCommandMap;
-
-namespace {
-
-// Command names of the simulator itself.
-const char kReservedCommandPrefix[] = "sim/";
-
-VORNCommandHookMap& HookMapFor(int before)
-{
-    return before != 0 ? gPreHooks : gPostHooks;
-}
-
-int PhaseOf(int isStart, int isEnd)
-{
-    if (isEnd != 0)
-        return VORN_COMMAND_END;
-    return isStart != 0 ? VORN_COMMAND_BEGIN : VORN_COMMAND_CONTINUE;
-}
-
-// Calls one handler of a dispatch; false when it consumed the event.
-bool RunCommandHandler(const VORNCommandCB_t& handler, VORNCommandRef command, int phase)
-{
-    if (!handler.registered)
-        return true;  // removed by an earlier handler of this dispatch
-    // A handler that throws counts as having let the event through.
-    const int result = VORNCallPlugin(VORNCallKind::kCommand, handler.plugin, 1, [&] {
-        return handler.callback(command, phase, handler.refcon);
-    });
-    return result != 0;
-}
-
-void RemoveHandlersOf(VORNCommandHandlerList& list, int plugin)
-{
-    list.erase(std::remove_if(list.begin(), list.end(),
-                              [plugin](const std::shared_ptr<VORNCommandCB_t>& handler) {
-                                  if (handler->plugin != plugin)
-                                      return false;
-                                  handler->registered = false;
-                                  return true;
-                              }),
-               list.end());
-}
-
-bool IsHeld(int plugin, VORNCommandRef command)
-{
-    const auto entry = gCommandMap.find(plugin);
-    return entry != gCommandMap.end() && entry->second.count(command) != 0;
-}
-
-}  // namespace
-
-VORN_EXPORT VORNCommandRef VORNFindCommand(const char* name)
-{
-    if (name == nullptr)
-        return nullptr;
-    return gHooks->FindCommand(name, nullptr, 0);
-}
-
-VORN_EXPORT VORNCommandRef VORNCreateCommand(const char* name, const char* description)
-{
-    if (name == nullptr)
-        return nullptr;
-    if (std::strncmp(name, kReservedCommandPrefix, sizeof kReservedCommandPrefix - 1) == 0) {
-        // Only a warning: the command is still found or created below.
-        VORNSendError("Plugin is illegally registering a command with the prefix sim/");
-        VORNLogPluginWarning("It is illegal to register a command starting with sim/");
-    }
-    return gHooks->FindCommand(name, description, 1);
-}
-
-VORN_EXPORT void VORNCommandBegin(VORNCommandRef command)
-{
-    if (command == nullptr)
-        return;
-    VORNNoThrow([&] {
-        gCommandMap[gDispatchedPlugin].insert(command);
-        gHooks->CommandBegin(command);
-    });
-}
-
-VORN_EXPORT void VORNCommandEnd(VORNCommandRef command)
-{
-    if (command == nullptr)
-        return;
-    gHooks->CommandEnd(command);
-    VORNNoThrow([&] { gCommandMap[gDispatchedPlugin].erase(command); });
-}
-
-VORN_EXPORT void VORNCommandOnce(VORNCommandRef command)
-{
-    if (command == nullptr)
-        return;
-    gHooks->CommandBegin(command);
-    gHooks->CommandEnd(command);
-}
-
-VORN_EXPORT void VORNRegisterCommandHandler(VORNCommandRef command,
-                                            VORNCommandCallback_f callback, int before,
-                                            void* refcon)
-{
-    if (command == nullptr || callback == nullptr)
-        return;
-    VORNNoThrow([&] {
-        auto handler = std::make_shared<VORNCommandCB_t>();
-        handler->callback = callback;
-        handler->plugin = gDispatchedPlugin;
-        handler->refcon = refcon;
-        VORNCommandHandlerList& list = HookMapFor(before)[command];
-        // Before-handlers run newest first, after-handlers oldest first.
-        if (before != 0)
-            list.insert(list.begin(), std::move(handler));
-        else
-            list.push_back(std::move(handler));
-    });
-}
-
-VORN_EXPORT void VORNUnregisterCommandHandler(VORNCommandRef command,
-                                              VORNCommandCallback_f callback, int before,
-                                              void* refcon)
-{
-    if (command == nullptr)
-        return;
-    VORNNoThrow([&] {
-        VORNCommandHandlerList& list = HookMapFor(before)[command];
-        // Only the caller's own handler matches.
-        const auto found = std::find_if(
-            list.begin(), list.end(), [&](const std::shared_ptr<VORNCommandCB_t>& handler) {
-                return handler->callback == callback && handler->plugin == gDispatchedPlugin &&
-                       handler->refcon == refcon;
-            });
-        if (found == list.end())
-            return;
-        (*found)->registered = false;
-        list.erase(found);
-    });
-}
-
-int VORNDispatchCommandHook(VORNCommandRef command, int isStart, int isEnd, int before)
-{
-    const VORNCommandHookMap& hooks = HookMapFor(before);
-    const auto entry = hooks.find(command);
-    if (entry == hooks.end())
-        return 1;
-    const int phase = PhaseOf(isStart, isEnd);
-    // A copy: handlers may add or remove handlers of this very command.
-    // Added ones wait for the next event; removed ones are flagged and skipped.
-    const VORNCommandHandlerList handlers = entry->second;
-    for (const auto& handler : handlers) {
-        if (!RunCommandHandler(*handler, command, phase))
-            return 0;
-    }
-    return 1;
-}
-
-void VORNCommandRepeatHook()
-{
-    // Continuing a command runs its handlers, which may begin or end
-    // commands: walk a flat copy of what is held and skip whatever was ended
-    // meanwhile. This runs every frame, so the copy's buffer is kept from one
-    // frame to the next (a nested call simply starts with an empty one).
-    static std::vector<std::pair<int, VORNCommandRef>> spare;
-    std::vector<std::pair<int, VORNCommandRef>> held;
-    held.swap(spare);
-    held.clear();
-    for (const auto& [plugin, commands] : gCommandMap) {
-        for (VORNCommandRef command : commands)
-            held.emplace_back(plugin, command);
-    }
-    int lastPlugin = VORN_NO_PLUGIN_ID;
-    bool enabled = false;
-    for (const auto& [plugin, command] : held) {
-        if (plugin != lastPlugin) {
-            // Still held while disabled; resumed once enabled again.
-            lastPlugin = plugin;
-            enabled = VORNIsPluginEnabled(plugin) != 0;
-        }
-        if (enabled && IsHeld(plugin, command))
-            gHooks->CommandContinue(command);
-    }
-    held.clear();
-    spare.swap(held);
-}
-
-void VORNCommandCleanupHook(int plugin)
-{
-    // Taken out before the host is told, since ending a command runs
-    // handlers; whatever they make the plug-in hold meanwhile goes too.
-    std::set<VORNCommandRef> held;
-    held.swap(gCommandMap[plugin]);
-    for (VORNCommandRef command : held)
-        gHooks->CommandEnd(command);
-    gCommandMap.erase(plugin);
-    for (VORNCommandHookMap* hooks : {&gPreHooks, &gPostHooks}) {
-        for (auto& entry : *hooks)
-            RemoveHandlersOf(entry.second, plugin);
-    }
-}
-
-void VORNCountCommandHoldings(int plugin, VORNPluginInventory* inventory)
-{
-    for (const VORNCommandHookMap* hooks : {&gPreHooks, &gPostHooks}) {
-        for (const auto& entry : *hooks) {
-            for (const auto& handler : entry.second)
-                inventory->commandHandlers += handler->plugin == plugin ? 1 : 0;
-        }
-    }
-    const auto held = gCommandMap.find(plugin);
-    inventory->heldCommands = held != gCommandMap.end() ? static_cast<int32_t>(held->second.size()) : 0;
-}
-
 void VORNResetUtilities()
 {
-    gButtons.clear();
-}
-
-void VORNResetCommands()
-{
-    gPreHooks.clear();
-    gPostHooks.clear();
-    gCommandMap.clear();
+    gUtilities = UtilitiesState();
 }
