@@ -1005,14 +1005,14 @@ Rec* WindowRec(const void* window)
 
 void CheckFocusAndDrag()
 {
-    if (gFocusWindow != nullptr) {
-        const Rec* rec = WindowRec(gFocusWindow);
+    if (VORNFocusWindow() != nullptr) {
+        const Rec* rec = WindowRec(VORNFocusWindow());
         // A plug-in that takes the focus back while its disable hooks run
         // keeps it while disabled; keys then pass it by (the callback check).
         Check(rec != nullptr, "focus on a destroyed window");
     }
-    if (gDragWindow != nullptr) {
-        const Rec* rec = WindowRec(gDragWindow);
+    if (VORNDragWindow() != nullptr) {
+        const Rec* rec = WindowRec(VORNDragWindow());
         Check(rec != nullptr, "drag by a destroyed window");
         Check(OwnerCallable(rec->owner), "drag by a disabled plug-in's window", rec->owner);
     }
@@ -1141,7 +1141,7 @@ void KeyPress(const Action& act)
 {
     const char key = static_cast<char>('A' + (act.a & 1));
     const int stage = act.c % 3;
-    Rec* focus = stage == 1 ? WindowRec(gFocusWindow) : nullptr;
+    Rec* focus = stage == 1 ? WindowRec(VORNFocusWindow()) : nullptr;
     const int before = focus != nullptr ? focus->calls : 0;
     const int result = VORNKeyPressHook(key, act.b & 1, key, stage);
     if (focus != nullptr && OwnerCallable(focus->owner)) {

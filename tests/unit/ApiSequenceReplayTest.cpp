@@ -54,7 +54,7 @@ TEST(ApiSequenceReplayTest, EverySeedRunsCleanAgainstTheModel)
         EXPECT_EQ(second.steps, first.steps);
         EXPECT_EQ(second.callbacks, first.callbacks);
         EXPECT_TRUE(gAllPlugins.empty());
-        EXPECT_EQ(gWindows.First(), nullptr);
+        EXPECT_EQ(VORNLiveWindowCount(), 0);
         EXPECT_EQ(gFlightLoops.First(), nullptr);
         EXPECT_EQ(gHooks, nullptr);
     }

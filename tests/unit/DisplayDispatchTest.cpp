@@ -101,9 +101,9 @@ TEST_F(DisplayDispatchTest, AClickFallsThroughToTheWindowBehind)
     w2.mouseResult = 0;
     EXPECT_EQ(Click(60, 60), 0);
     EXPECT_THAT(gWindowCalls, ElementsAre("w2 mouse1 60,60/2", "w1 mouse1 60,60/1"));
-    EXPECT_EQ(gDragWindow, w1.id);
+    EXPECT_EQ(VORNDragWindow(), w1.id);
     EXPECT_EQ(VORNIsWindowInFront(w2.id), 1) << "a click does not raise";
-    EXPECT_EQ(gFocusWindow, nullptr) << "nor give focus";
+    EXPECT_EQ(VORNFocusWindow(), nullptr) << "nor give focus";
     w1.mouseResult = 0;
     EXPECT_EQ(Click(60, 60), 1);
     EXPECT_EQ(Click(500, 500), 1);
@@ -151,7 +151,7 @@ TEST_F(DisplayDispatchTest, ADragOfANonCallableOwnerIsNotConsumedAndTheUpStillEn
     EXPECT_EQ(Click(5, 5, 3), 1);
     Record(a).enabled = true;
     EXPECT_EQ(Click(5, 5, 2), 1) << "the up ended the capture";
-    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_EQ(VORNDragWindow(), nullptr);
 }
 
 TEST_F(DisplayDispatchTest, ANonCallableOwnersWindowLetsTheClickThrough)
@@ -213,7 +213,7 @@ TEST_F(DisplayDispatchTest, TheWheelFallsThroughAndCapturesNothing)
     EXPECT_EQ(VORNDisplayScrollWheelHook(5, 5, 0, -2), 1);
     w1.wheelResult = 1;
     EXPECT_EQ(VORNDisplayScrollWheelHook(5, 5, 1, 3), 0);
-    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_EQ(VORNDragWindow(), nullptr);
     EXPECT_THAT(gWindowCalls, ElementsAre("w2 wheel 5,5 0 -2/2", "w1 wheel 5,5 0 -2/1",
                                           "w2 wheel 5,5 1 3/2", "w1 wheel 5,5 1 3/1"));
 }
@@ -234,8 +234,8 @@ TEST_F(DisplayDispatchTest, DisablingAPluginEndsItsDragWithAnUpAndTakesItsFocus)
                                           "w1 mouse3 444,555/1"));
     EXPECT_THAT(host->CallNames(),
                 ElementsAre("TakeKeyboardFocus", "GetMouseLocation"));
-    EXPECT_EQ(gDragWindow, nullptr);
-    EXPECT_EQ(gFocusWindow, nullptr);
+    EXPECT_EQ(VORNDragWindow(), nullptr);
+    EXPECT_EQ(VORNFocusWindow(), nullptr);
     EXPECT_EQ(VORNGetWindowIsVisible(w), 1) << "the windows stay";
 }
 
@@ -259,8 +259,8 @@ TEST_F(DisplayDispatchTest, CleanUpRemovesThePluginsRegistrationsInOrderAndRelea
     VORNRunCleanupHooks(a);
     EXPECT_THAT(gWindowCalls, IsEmpty()) << "the unloaded plug-in is not called";
     EXPECT_THAT(host->CallsNamed("TakeKeyboardFocus"), ElementsAre("TakeKeyboardFocus(0)"));
-    EXPECT_EQ(gFocusWindow, nullptr);
-    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_EQ(VORNFocusWindow(), nullptr);
+    EXPECT_EQ(VORNDragWindow(), nullptr);
     VORNPluginInventory left{};
     VORNCountDisplayHoldings(a, &left);
     EXPECT_EQ(left.drawCallbacks + left.keySniffers + left.windows + left.hotKeys, 0);
@@ -279,9 +279,9 @@ TEST_F(DisplayDispatchTest, AMouseDownThatDestroysItsOwnWindowTakesNoDrag)
     w2.onMouse = [&](int) { VORNDestroyWindow(w2.id); };
     w1.onMouse = [&](int) { VORNDestroyWindow(w1.id); };
     EXPECT_EQ(Click(5, 5), 0);
-    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_EQ(VORNDragWindow(), nullptr);
     EXPECT_EQ(Click(5, 5, 2), 1);
-    EXPECT_EQ(gWindows.Depth(), 0);
+    EXPECT_FALSE(VORNWindowWalksRunning());
     EXPECT_EQ(VORNGetWindowIsVisible(w1.id), 0);
 }
 
@@ -308,7 +308,7 @@ TEST_F(DisplayDispatchTest, ANestedWalkMayDestroyTheWindowTheOuterWalkStandsOn)
     EXPECT_EQ(Click(5, 5), 0);
     EXPECT_THAT(gWindowCalls, ElementsAre("w3 mouse1 5,5/2", "w3 cursor 5,5/2", "w2 cursor 5,5/1",
                                           "w1 cursor 5,5/1", "w2 mouse1 5,5/1", "w1 mouse1 5,5/1"));
-    EXPECT_EQ(gWindows.Depth(), 0);
+    EXPECT_FALSE(VORNWindowWalksRunning());
 }
 
 TEST_F(DisplayDispatchTest, WindowsCreatedWhileDrawingAreFrontMostAndDrawnNextFrame)
@@ -364,7 +364,7 @@ TEST_F(DisplayDispatchTest, AWindowMayHideOrTakeFocusDuringItsClick)
         VORNSetWindowIsVisible(w2.id, 0);
     };
     EXPECT_EQ(Click(5, 5), 0);
-    EXPECT_EQ(gFocusWindow, nullptr) << "hiding gave the focus back";
+    EXPECT_EQ(VORNFocusWindow(), nullptr) << "hiding gave the focus back";
     EXPECT_THAT(host->CallsNamed("TakeKeyboardFocus"),
                 ElementsAre("TakeKeyboardFocus(1)", "TakeKeyboardFocus(0)"));
     EXPECT_EQ(Click(5, 5), 0);
@@ -387,7 +387,7 @@ TEST_F(DisplayDispatchTest, ADraggedWindowDestroyedMidDragEndsTheDrag)
     EXPECT_EQ(Click(7, 7, 3), 1);
     Frame();
     EXPECT_EQ(host->CountCalls("GetMouseLocation"), 0u);
-    EXPECT_EQ(gWindows.Depth(), 0);
+    EXPECT_FALSE(VORNWindowWalksRunning());
 }
 
 TEST_F(DisplayDispatchTest, AnUpThatDisablesItsOwnPluginIsDeliveredOnce)
@@ -409,7 +409,7 @@ TEST_F(DisplayDispatchTest, AMouseDownThatDisablesItsOwnPluginTakesNoDrag)
     Open(a, w1);
     w1.onMouse = [&](int) { VORNDisablePlugin(a); };
     EXPECT_EQ(Click(5, 5), 0);
-    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_EQ(VORNDragWindow(), nullptr);
     EXPECT_EQ(Click(6, 6, 2), 1);
     EXPECT_EQ(Click(6, 6, 3), 1);
     EXPECT_THAT(gWindowCalls, ElementsAre("w1 mouse1 5,5/1"));
@@ -425,7 +425,7 @@ TEST_F(DisplayDispatchTest, TheFocusDoesNotGoToAWindowWhosePluginTheLosingWindow
             VORNDisablePlugin(b);
     };
     VORNTakeKeyboardFocus(theirs);
-    EXPECT_EQ(gFocusWindow, nullptr);
+    EXPECT_EQ(VORNFocusWindow(), nullptr);
     EXPECT_THAT(host->CallsNamed("TakeKeyboardFocus"),
                 ElementsAre("TakeKeyboardFocus(1)", "TakeKeyboardFocus(0)"));
     EXPECT_THAT(gWindowCalls, ElementsAre("w1 key 0 0 0 lose1 arg=w2/1"));
@@ -440,8 +440,8 @@ TEST_F(DisplayDispatchTest, AFocusTakenBackByTheUpThatEndsTheDragStaysWithTheDis
             VORNTakeKeyboardFocus(w1.id);
     };
     VORNDisablePlugin(a);
-    EXPECT_EQ(gFocusWindow, w1.id);
-    EXPECT_EQ(gDragWindow, nullptr);
+    EXPECT_EQ(VORNFocusWindow(), w1.id);
+    EXPECT_EQ(VORNDragWindow(), nullptr);
     EXPECT_THAT(host->CallsNamed("TakeKeyboardFocus"), ElementsAre("TakeKeyboardFocus(1)"));
     EXPECT_EQ(VORNKeyPressHook('k', 0, 'K', 1), 1) << "the host keeps keys while a is disabled";
     EXPECT_THAT(gWindowCalls, ElementsAre("w1 mouse1 5,5/1", "w1 mouse3 0,0/1"));
@@ -466,7 +466,7 @@ TEST_F(DisplayDispatchTest, APluginDisabledAgainByItsFocusLossCallbackHearsOfItF
     VORNDisablePlugin(a);
     EXPECT_EQ(gDisableCalls, 2);
     EXPECT_EQ(VORNIsPluginEnabled(a), 0);
-    EXPECT_EQ(gFocusWindow, nullptr);
+    EXPECT_EQ(VORNFocusWindow(), nullptr);
     EXPECT_THAT(gWindowCalls, ElementsAre("w1 key 0 0 0 lose1 arg=null/1"));
 }
 

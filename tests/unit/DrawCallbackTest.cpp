@@ -87,7 +87,7 @@ TEST_F(DrawCallbackTest, WithNothingRegisteredEveryDispatchAnswersOne)
     EXPECT_EQ(VORNDispatchDrawingHook(0, 1, 0), 1);
     EXPECT_EQ(VORNDispatchDrawingHook(50, 0, 1), 1);
     EXPECT_EQ(VORNDispatchDrawingHook(-7, 1, 0), 1);
-    EXPECT_EQ(gDrawCallbacks.Depth(), 0);
+    EXPECT_FALSE(VORNDrawWalksRunning());
 }
 
 TEST_F(DrawCallbackTest, ADuplicateIsRefusedWhoeverRegistersItAndCalledOnce)
@@ -174,7 +174,7 @@ TEST_F(DrawCallbackTest, AnyPluginMayUnregisterAnIdenticalRegistration)
     EXPECT_EQ(VORNUnregisterDrawCallback(DrawProbe, 5, 0, &p1), 0);
     EXPECT_EQ(VORNDispatchDrawingHook(5, 1, 0), 1);
     EXPECT_THAT(gCalls, IsEmpty());
-    EXPECT_EQ(gDrawCallbacks.First(), nullptr);
+    EXPECT_THAT(VORNLinkedDrawCallbacks(), IsEmpty());
 }
 
 TEST_F(DrawCallbackTest, ACallbackRegisteredDuringDispatchWaitsForTheNextOne)
@@ -230,7 +230,7 @@ TEST_F(DrawCallbackTest, ANestedDispatchMayRemoveTheRecordTheOuterWalkStandsOn)
     RegisterAs(b, p1, 5, 1);
     VORNDispatchDrawingHook(5, 1, 0);
     EXPECT_THAT(gCalls, ElementsAre("p1/2 5b", "inner/1 6b", "p3/1 5b"));
-    EXPECT_EQ(gDrawCallbacks.Depth(), 0);
+    EXPECT_FALSE(VORNDrawWalksRunning());
     gCalls.clear();
     VORNDispatchDrawingHook(5, 1, 0);
     EXPECT_THAT(gCalls, ElementsAre("p3/1 5b"));
@@ -292,7 +292,7 @@ TEST_F(DrawCallbackTest, TheFirstSnifferReturningZeroConsumesTheKey)
     SnifferAs(a, p3, 1);
     EXPECT_EQ(VORNDispatchKeySniffers('x', 0, 'X', true), 0);
     EXPECT_THAT(gCalls, ElementsAre("p3/1 x0X", "p2/2 x0X"));
-    EXPECT_EQ(gKeyCallbacks.Depth(), 0);
+    EXPECT_FALSE(VORNDrawWalksRunning());
 }
 
 TEST_F(DrawCallbackTest, SnifferUnregisteringItselfAndOthersDuringDispatch)

@@ -29,7 +29,7 @@ protected:
     }
 
     // Live windows in the list.
-    int WindowCount() { return gWindows.CountIf([](const VORNWindowRecord&) { return true; }); }
+    int WindowCount() { return VORNLiveWindowCount(); }
 
     int a = 0, b = 0;
     WinProbe w1{"w1"}, w2{"w2"}, w3{"w3"};
