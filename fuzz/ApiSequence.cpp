@@ -1026,7 +1026,8 @@ void CheckWindowsAndLoops()
                   "window id known or unknown against the model", rec.alive);
     }
     int live = 0;
-    for (auto* loop = gFlightLoops.First(); loop != nullptr; loop = gFlightLoops.Next(loop)) {
+    for (auto* loop = VORNFirstFlightLoop(); loop != nullptr;
+         loop = VORNResourceList<VORNFlightLoopRecord>::Next(loop)) {
         if (loop->dead)
             continue;
         ++live;

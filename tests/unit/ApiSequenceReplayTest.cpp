@@ -55,7 +55,7 @@ TEST(ApiSequenceReplayTest, EverySeedRunsCleanAgainstTheModel)
         EXPECT_EQ(second.callbacks, first.callbacks);
         EXPECT_TRUE(gAllPlugins.empty());
         EXPECT_EQ(VORNLiveWindowCount(), 0);
-        EXPECT_EQ(gFlightLoops.First(), nullptr);
+        EXPECT_EQ(VORNFirstFlightLoop(), nullptr);
         EXPECT_EQ(gHooks, nullptr);
     }
 }

@@ -20,19 +20,25 @@ VORNDataRef ByteInto(VORNDataRef ref, int bytes)
     return reinterpret_cast<VORNDataRef>(reinterpret_cast<char*>(ref) + bytes);
 }
 
+// Slot n of a pool block, as the handle a plug-in would pass.
+VORNDataRef Slot(const DataRefBlock* block, int n)
+{
+    return const_cast<VORNDataRef>(&block->records[n]);
+}
+
 // Publishes fresh names until the pool has at least `blocks` blocks; returns
 // the handles in order.
 std::vector<VORNDataRef> FillUntilBlocks(int id, const std::string& prefix, Cell& cell, int blocks)
 {
     auto count = [] {
         int n = 0;
-        for (DataRefBlock* b = gDataBlock; b; b = b->next)
+        for (const DataRefBlock* b = VORNOldestDataRefBlock(); b; b = b->next)
             ++n;
         return n;
     };
     std::vector<VORNDataRef> refs;
     StDispatchCallback guard(id);
-    while (count() < blocks || gDataFree->used == 0) {
+    while (count() < blocks || VORNNewestDataRefBlock()->used == 0) {
         const std::string name = prefix + std::to_string(refs.size());
         refs.push_back(VORNRegisterDataAccessor(name.c_str(), VORN_DATA_INT, 1, ReadInt, nullptr,
                                                 nullptr, nullptr, nullptr, nullptr, nullptr,
@@ -63,12 +69,11 @@ TEST_F(DataRefTest, UnregisteredNameIsNotFoundButItsRecordStaysAndComesBack)
     VORNDataRef ref = RegisterAll(owner, name, cell);
     As(owner, [&] { VORNUnregisterDataAccessor(ref); });
     EXPECT_EQ(VORNFindDataRef(name.c_str()), nullptr);
-    ASSERT_EQ(gDataRefs.count(name), 1u);
-    EXPECT_EQ(gDataRefs.find(name)->second, ref);
+    ASSERT_EQ(VORNDataRefRecord(name), ref) << "the name keeps its entry and record";
     EXPECT_EQ(ref->name, name);
-    const int created = gDataCount;
+    const int created = VORNDataRefRecordCount();
     EXPECT_EQ(RegisterAll(other, name, cell), ref);
-    EXPECT_EQ(gDataCount, created) << "reviving creates no record";
+    EXPECT_EQ(VORNDataRefRecordCount(), created) << "reviving creates no record";
     EXPECT_EQ(VORNFindDataRef(name.c_str()), ref);
 }
 
@@ -93,10 +98,11 @@ TEST_F(DataRefTest, IsDataRefGoodRejectsSlotsNotHandedOutYet)
 {
     Cell cell{"a"};
     FillUntilBlocks(owner, Name("n"), cell, 1);
-    ASSERT_LT(gDataFree->used, gDataFree->capacity);
-    VORNDataRef unhanded = &gDataFree->records[gDataFree->used];
+    const DataRefBlock* newest = VORNNewestDataRefBlock();
+    ASSERT_LT(newest->used, newest->capacity);
+    VORNDataRef unhanded = Slot(newest, newest->used);
     EXPECT_EQ(VORNIsDataRefGood(unhanded), 0);
-    EXPECT_EQ(VORNIsDataRefGood(&gDataFree->records[kDataRefBlockCapacity - 1]), 0);
+    EXPECT_EQ(VORNIsDataRefGood(Slot(newest, kDataRefBlockCapacity - 1)), 0);
     As(owner, [&] { VORNUnregisterDataAccessor(unhanded); });
     EXPECT_THAT(gErrors, ElementsAre("Dataref is illegal and cannot be unregistered."));
 }
@@ -106,19 +112,24 @@ TEST_F(DataRefTest, ThirtyThirdRecordOpensANewBlockAndEarlierHandlesStayValid)
     Cell cell{"a", 41};
     // Fill the current newest block exactly, then add one more.
     std::vector<VORNDataRef> refs;
-    for (int n = 0; gDataFree == nullptr || gDataFree->used < gDataFree->capacity; ++n)
+    auto newestHasRoom = [] {
+        const DataRefBlock* newest = VORNNewestDataRefBlock();
+        return newest == nullptr || newest->used < newest->capacity;
+    };
+    for (int n = 0; newestHasRoom(); ++n)
         refs.push_back(RegisterIntReader(owner, Name(std::to_string(n)), cell));
-    DataRefBlock* full = gDataFree;
-    DataRefBlock* oldest = gDataBlock;
-    const int created = gDataCount;
+    const DataRefBlock* full = VORNNewestDataRefBlock();
+    const DataRefBlock* oldest = VORNOldestDataRefBlock();
+    const int created = VORNDataRefRecordCount();
     VORNDataRef next = RegisterIntReader(owner, Name("next"), cell);
-    ASSERT_NE(gDataFree, full);
-    EXPECT_EQ(full->next, gDataFree);
-    EXPECT_EQ(gDataBlock, oldest);
-    EXPECT_EQ(gDataFree->capacity, 32);
-    EXPECT_EQ(gDataFree->used, 1);
-    EXPECT_EQ(next, &gDataFree->records[0]);
-    EXPECT_EQ(gDataCount, created + 1);
+    const DataRefBlock* newest = VORNNewestDataRefBlock();
+    ASSERT_NE(newest, full);
+    EXPECT_EQ(full->next, newest);
+    EXPECT_EQ(VORNOldestDataRefBlock(), oldest);
+    EXPECT_EQ(newest->capacity, 32);
+    EXPECT_EQ(newest->used, 1);
+    EXPECT_EQ(next, &newest->records[0]);
+    EXPECT_EQ(VORNDataRefRecordCount(), created + 1);
     for (VORNDataRef ref : refs) {
         EXPECT_EQ(VORNIsDataRefGood(ref), 1);
         EXPECT_EQ(VORNGetDatai(ref), 41);
@@ -129,10 +140,10 @@ TEST_F(DataRefTest, LiveRecordInTheThirdBlockIsGood)
 {
     Cell cell{"a"};
     auto refs = FillUntilBlocks(owner, Name("n"), cell, 3);
-    DataRefBlock* third = gDataBlock->next->next;
+    const DataRefBlock* third = VORNOldestDataRefBlock()->next->next;
     ASSERT_NE(third, nullptr);
     ASSERT_GT(third->used, 0);
-    EXPECT_EQ(VORNIsDataRefGood(&third->records[0]), 1);
+    EXPECT_EQ(VORNIsDataRefGood(Slot(third, 0)), 1);
     EXPECT_EQ(VORNIsDataRefGood(refs.back()), 1);
     EXPECT_EQ(VORNIsDataRefGood(ByteInto(refs.back(), 8)), 0);
 }
@@ -241,7 +252,7 @@ TEST_F(DataRefTest, NullHandleReadsZeroAndIgnoresWrites)
     VORNSetDatavi(nullptr, ints, 0, 2);
     VORNSetDatavf(nullptr, nullptr, 0, 2);
     VORNSetDatab(nullptr, ints, 0, 2);
-    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
     EXPECT_THAT(gErrors, IsEmpty());
 }
 
@@ -307,7 +318,7 @@ TEST_F(DataRefTest, RevivedRecordKeepsNothingOfItsFormerOwner)
 TEST_F(DataRefTest, HostOwnedDataRefWorksBeforeAnyPluginIsRegistered)
 {
     VORNClearPluginRegistry();
-    gDispatchedPlugin = 0;
+    StDispatchCallback asHost(0);
     Cell cell{"host", 12};
     VORNDataRef ref = RegisterAll(0, Name("x"), cell);
     EXPECT_EQ(ref->owner, 0);
@@ -393,10 +404,10 @@ TEST_F(DataRefTest, RegisteringAnotherPluginsNameReportsAndReturnsItsHandle)
     Cell second{"second", 2};
     const std::string name = Name("x");
     VORNDataRef ref = RegisterAll(owner, name, first);
-    const int created = gDataCount;
+    const int created = VORNDataRefRecordCount();
     EXPECT_EQ(RegisterAll(other, name, second), ref);
     EXPECT_THAT(gErrors, ElementsAre("Dataref is already registered by someone else."));
-    EXPECT_EQ(gDataCount, created);
+    EXPECT_EQ(VORNDataRefRecordCount(), created);
     EXPECT_EQ(ref->owner, owner);
     EXPECT_EQ(As(other, [&] { return VORNGetDatai(ref); }), 1) << "the handle is usable";
 }
@@ -404,13 +415,13 @@ TEST_F(DataRefTest, RegisteringAnotherPluginsNameReportsAndReturnsItsHandle)
 TEST_F(DataRefTest, RegisteringWithANullNameReturnsNull)
 {
     Cell cell{"a"};
-    const int created = gDataCount;
+    const int created = VORNDataRefRecordCount();
     EXPECT_EQ(As(owner, [&] { return VORNRegisterDataAccessor(
                                    nullptr, 1, 1, ReadInt, nullptr, nullptr, nullptr, nullptr,
                                    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                    &cell, &cell); }),
               nullptr);
-    EXPECT_EQ(gDataCount, created);
+    EXPECT_EQ(VORNDataRefRecordCount(), created);
 }
 
 // ---- unregistering -------------------------------------------------------------------
@@ -477,7 +488,7 @@ TEST_F(DataRefTest, UnloadOrphansOnlyThatPluginsDataRefs)
     EXPECT_EQ(theirs->owner, other);
     EXPECT_EQ(hosts->owner, 0);
     EXPECT_EQ(VORNFindDataRef(Name("m1").c_str()), nullptr);
-    EXPECT_EQ(gDataRefs.count(Name("m1")), 1u);
+    EXPECT_NE(VORNDataRefRecord(Name("m1")), nullptr);
     EXPECT_EQ(VORNFindDataRef(Name("t").c_str()), theirs);
 }
 

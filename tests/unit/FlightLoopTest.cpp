@@ -74,10 +74,18 @@ protected:
         VORNDoFlightLoopProcessing(t, 10);
     }
 
+    // Advances the pass counter to n by passes that call nothing due.
+    static void CountPassesTo(int n)
+    {
+        while (VORNGetCycleNumber() < n)
+            VORNDoFlightLoopProcessing(0.0f, 0);
+    }
+
     std::vector<std::string> Live()
     {
         std::vector<std::string> names;
-        for (auto* r = gFlightLoops.First(); r != nullptr; r = gFlightLoops.Next(r))
+        for (auto* r = VORNFirstFlightLoop(); r != nullptr;
+             r = VORNResourceList<VORNFlightLoopRecord>::Next(r))
             names.push_back(static_cast<Loop*>(r->refcon)->name + (r->dead ? "(dead)" : ""));
         return names;
     }
@@ -89,7 +97,7 @@ protected:
 TEST_F(FlightLoopTest, ANewLoopIsIdleAtTheFrontAndOwnedByTheCaller)
 {
     host->elapsedTime = 12.5f;
-    gLastCallNumber = 7;
+    CountPassesTo(7);
     Create(a, l1);
     VORNFlightLoopRecord* loop = Create(b, l2, 1);
     EXPECT_EQ(loop->lastCallTime, 12.5f);
@@ -158,7 +166,7 @@ TEST_F(FlightLoopTest, SchedulingRelativeToNowRestartsTheClockButNotTheCycle)
 {
     host->elapsedTime = 1.0f;
     VORNFlightLoopRecord* loop = Create(a, l1);
-    gLastCallNumber = 40;
+    CountPassesTo(40);
     host->elapsedTime = 5.0f;
     StDispatchCallback asA(a);
     VORNScheduleFlightLoop(loop, 2.0f, 1);
@@ -201,7 +209,7 @@ TEST_F(FlightLoopTest, NegativeIntervalsCountPassesOfEitherPhase)
         frames.push_back(line);
     }
     EXPECT_THAT(frames, ElementsAre("l1l4", "l3l2l1l4", "l2l1l4", "l3l2l1l4", "l2l1l4", "l3l2l1l4"));
-    EXPECT_EQ(gLastCallNumber, 12);
+    EXPECT_EQ(VORNGetCycleNumber(), 12);
 }
 
 TEST_F(FlightLoopTest, IdleAndNotANumberIntervalsAreNeverDue)
@@ -224,7 +232,7 @@ TEST_F(FlightLoopTest, TheCallbackGetsTimesCounterAndRefconAsItsOwner)
         seenNow = now;
     };
     Scheduled(b, l1, -1.0f, 1);
-    gDispatchedPlugin = a;
+    StDispatchCallback asA(a);
     VORNDoFlightLoopProcessing(3.5f, 0);
     VORNDoFlightLoopProcessing(4.0f, 7);
     EXPECT_THAT(gCalls, ElementsAre("l1/2"));
@@ -232,7 +240,7 @@ TEST_F(FlightLoopTest, TheCallbackGetsTimesCounterAndRefconAsItsOwner)
     EXPECT_EQ(seenNow, 4.0f);
     EXPECT_EQ(seenCounter, 2);
     EXPECT_EQ(seenCycle, 2);
-    EXPECT_EQ(gDispatchedPlugin, a) << "the dispatched plug-in is restored";
+    EXPECT_EQ(VORNGetDispatchedPlugin(), a) << "the dispatched plug-in is restored";
 }
 
 TEST_F(FlightLoopTest, TheResultOverridesWhatTheCallbackScheduledForItself)
@@ -297,7 +305,7 @@ TEST_F(FlightLoopTest, OlderInterfaceUnregisterRemovesTheNewestMatchOnly)
     Frame(1.0f);
     EXPECT_THAT(gCalls, ElementsAre("l1/1")) << "the older, scheduled one is left";
     EXPECT_THAT(Live(), ElementsAre("l1"));
-    EXPECT_EQ(gFlightLoops.First()->phase, 0);
+    EXPECT_EQ(VORNFirstFlightLoop()->phase, 0);
 }
 
 TEST_F(FlightLoopTest, OlderInterfaceSetIntervalChangesEveryMatchOfAnyOwner)
@@ -325,7 +333,7 @@ TEST_F(FlightLoopTest, AnOlderInterfaceRegistrationWithoutCallbackIsReported)
     StDispatchCallback asA(a);
     VORNRegisterFlightLoopCallback(nullptr, 1.0f, &l1);
     EXPECT_THAT(gErrors, ElementsAre("Null callback for VORNCreateFlightLoop"));
-    EXPECT_EQ(gFlightLoops.First()->interval, 1.0f);
+    EXPECT_EQ(VORNFirstFlightLoop()->interval, 1.0f);
 }
 
 // ---- re-entrancy ---------------------------------------------------------------
@@ -373,7 +381,7 @@ TEST_F(FlightLoopTest, UnregisteringTheRunningLoopThroughTheOlderInterface)
     Frame(1.0f);
     Frame(2.0f);
     EXPECT_THAT(gCalls, ElementsAre("l1/1", "l3/1", "l3/1"));
-    EXPECT_EQ(gFlightLoops.Depth(), 0);
+    EXPECT_EQ(VORNFlightLoopIterationDepth(), 0);
 }
 
 TEST_F(FlightLoopTest, AnOlderUnregisterAfterADestroyInTheSamePassFindsTheDeadRecordFirst)
@@ -444,7 +452,7 @@ TEST_F(FlightLoopTest, CleanupOutsideAPassFreesAtOnce)
     Scheduled(b, l2, -1.0f);
     VORNProcessingCleanupHook(b);
     EXPECT_THAT(Live(), ElementsAre("l1"));
-    EXPECT_FALSE(gFlightLoops.PurgePending());
+    EXPECT_FALSE(VORNFlightLoopPurgePending());
 }
 
 TEST_F(FlightLoopTest, AThrowingCallbackLeavesItsRecordAndTheRestOfThePass)
@@ -454,12 +462,12 @@ TEST_F(FlightLoopTest, AThrowingCallbackLeavesItsRecordAndTheRestOfThePass)
     VORNFlightLoopRecord* loop = Scheduled(a, l1, -1.0f);
     Scheduled(b, l2, -1.0f);
     Scheduled(a, l1, -1.0f);  // second identical loop, newest: runs first
-    gDispatchedPlugin = 0;
+    StDispatchCallback asHost(0);
     Frame(1.0f);
     EXPECT_THAT(gCalls, ElementsAre("l1/1", "l2/2", "l1/1"));
     EXPECT_EQ(loop->interval, -1.0f);
-    EXPECT_EQ(gDispatchedPlugin, 0);
-    EXPECT_EQ(gFlightLoops.Depth(), 0);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
+    EXPECT_EQ(VORNFlightLoopIterationDepth(), 0);
 }
 
 }  // namespace

@@ -251,11 +251,12 @@ protected:
         --depth;
     }
 
+    // The tags of a registry's linked records, reached through its first one.
     template <typename T>
-    std::set<int> Linked(VORNResourceList<T>& list)
+    std::set<int> Linked(T* first)
     {
         std::set<int> tags;
-        for (T* r = list.First(); r != nullptr; r = list.Next(r)) {
+        for (T* r = first; r != nullptr; r = VORNResourceList<T>::Next(r)) {
             EXPECT_FALSE(r->dead) << "a removed record is still linked after the pass";
             tags.insert(static_cast<Agent*>(r->refcon)->tag);
         }
@@ -336,9 +337,9 @@ TEST_F(ReentrancyStressTest, RandomChangesDuringPassesKeepTheRegistriesExact)
         inPass = false;
         if (pass % 3 == 0)
             Dispatch(1 + Pick(3), Pick(2));
-        ASSERT_EQ(gFlightLoops.Depth(), 0);
+        ASSERT_EQ(VORNFlightLoopIterationDepth(), 0);
         ASSERT_FALSE(VORNDrawWalksRunning());
-        ASSERT_EQ(Linked(gFlightLoops), liveLoops) << "after pass " << pass;
+        ASSERT_EQ(Linked(VORNFirstFlightLoop()), liveLoops) << "after pass " << pass;
         ASSERT_EQ(Linked(VORNLinkedDrawCallbacks()), liveDraws) << "after pass " << pass;
         if (pass % 10 == 0)
             CheckQuietDraw();

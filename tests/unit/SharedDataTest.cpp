@@ -47,13 +47,6 @@ protected:
     {
         return As(id, [&] { return VORNUnshareData(name.c_str(), type, Changed, listener); });
     }
-    static VORNSharedDataRecord* Item(const std::string& name)
-    {
-        for (auto& item : gSharedData)
-            if (item->name == name)
-                return item.get();
-        return nullptr;
-    }
     std::string At(const std::string& tag, int id) { return tag + "@" + std::to_string(id); }
 };
 
@@ -65,28 +58,28 @@ TEST_F(SharedDataTest, SharingOneNameWithAnotherTypeFails)
     Listener a{"a"};
     EXPECT_EQ(Share(owner, name, VORN_DATA_INT, &a), 1);
     EXPECT_EQ(Share(reader, name, VORN_DATA_FLOAT, &a), 0);
-    EXPECT_EQ(Item(name)->subscribers.size(), 1u);
+    EXPECT_EQ(VORNSharedDataSubscribers(name).size(), 1u);
     EXPECT_EQ(Share(reader, name, VORN_DATA_INT, &a), 1);
-    ASSERT_EQ(Item(name)->subscribers.size(), 2u);
-    EXPECT_EQ(Item(name)->subscribers[1].plugin, reader);
+    ASSERT_EQ(VORNSharedDataSubscribers(name).size(), 2u);
+    EXPECT_EQ(VORNSharedDataSubscribers(name)[1], reader);
     EXPECT_EQ(VORNGetDataRefTypes(VORNFindDataRef(name.c_str())), VORN_DATA_INT);
 }
 
 TEST_F(SharedDataTest, ItemIsAWritableDataRefOwnedByTheHost)
 {
     const std::string name = Name("x");
-    const size_t items = gSharedData.size();
+    const int items = VORNSharedDataItemCount();
     EXPECT_EQ(Share(owner, name, VORN_DATA_DOUBLE, nullptr), 1);
-    EXPECT_EQ(gSharedData.size(), items + 1);
-    EXPECT_THAT(Item(name)->subscribers, IsEmpty());
-    EXPECT_EQ(Item(name)->storage.size(), 8u);
+    EXPECT_EQ(VORNSharedDataItemCount(), items + 1);
+    EXPECT_THAT(VORNSharedDataSubscribers(name), IsEmpty());
+    EXPECT_EQ(VORNSharedDataSize(name), 8);
     VORNDataRef ref = VORNFindDataRef(name.c_str());
     ASSERT_NE(ref, nullptr);
     EXPECT_EQ(ref->owner, 0);
     EXPECT_EQ(VORNIsDataRefGood(ref), 1);
     EXPECT_EQ(VORNCanWriteDataRef(ref), 1);
     EXPECT_EQ(VORNGetDataRefTypes(ref), VORN_DATA_DOUBLE);
-    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
     As(reader, [&] { VORNSetDatad(ref, 6.5); });
     EXPECT_EQ(As(other, [&] { return VORNGetDatad(ref); }), 6.5);
 }
@@ -102,22 +95,22 @@ TEST_F(SharedDataTest, NullCallbackSharesButCannotUnshare)
 
 TEST_F(SharedDataTest, NullNameIsRefused)
 {
-    const size_t items = gSharedData.size();
+    const int items = VORNSharedDataItemCount();
     EXPECT_EQ(VORNShareData(nullptr, VORN_DATA_INT, Changed, nullptr), 0);
     EXPECT_EQ(VORNUnshareData(nullptr, VORN_DATA_INT, Changed, nullptr), 0);
-    EXPECT_EQ(gSharedData.size(), items);
+    EXPECT_EQ(VORNSharedDataItemCount(), items);
 }
 
 TEST_F(SharedDataTest, InitialSizesFollowTheType)
 {
-    const std::pair<int, size_t> sizes[] = {{VORN_DATA_INT, 4},        {VORN_DATA_FLOAT, 4},
+    const std::pair<int, int64_t> sizes[] = {{VORN_DATA_INT, 4},        {VORN_DATA_FLOAT, 4},
                                             {VORN_DATA_DOUBLE, 8},     {VORN_DATA_FLOAT_ARRAY, 4},
                                             {VORN_DATA_INT_ARRAY, 4},  {VORN_DATA_BYTES, 1},
                                             {VORN_DATA_INT | VORN_DATA_FLOAT, 4}};
     for (auto [type, size] : sizes) {
         const std::string name = Name(std::to_string(type));
         Share(owner, name, type, nullptr);
-        EXPECT_EQ(Item(name)->storage.size(), size) << "type " << type;
+        EXPECT_EQ(VORNSharedDataSize(name), size) << "type " << type;
     }
     EXPECT_EQ(VORNGetDatavi(VORNFindDataRef(Name("16").c_str()), nullptr, 0, 0), 1);
     EXPECT_EQ(VORNGetDatavf(VORNFindDataRef(Name("8").c_str()), nullptr, 0, 0), 1);
@@ -145,7 +138,7 @@ TEST_F(SharedDataTest, NameHeldByAPluginKeepsTheItemWithoutADataRef)
     Listener a{"a"};
     EXPECT_EQ(Share(reader, name, VORN_DATA_INT, &a), 1);
     EXPECT_THAT(gErrors, IsEmpty()) << "the failure is the host's, which has no error callback";
-    ASSERT_NE(Item(name), nullptr);
+    ASSERT_NE(VORNSharedDataSize(name), -1) << "the item exists";
     EXPECT_EQ(VORNFindDataRef(name.c_str()), pluginRef);
     EXPECT_EQ(pluginRef->owner, owner);
     EXPECT_EQ(VORNGetDatai(pluginRef), 3);
@@ -179,7 +172,7 @@ TEST_F(SharedDataTest, IntArrayGrowsAndReportsItsElementCount)
     for (int n = 0; n < 10; ++n)
         values[n] = n;
     As(reader, [&] { VORNSetDatavi(ref, values, 0, 10); });
-    EXPECT_EQ(Item(name)->storage.size(), 40u);
+    EXPECT_EQ(VORNSharedDataSize(name), 40);
     EXPECT_EQ(VORNGetDatavi(ref, nullptr, 0, 0), 10);
     int out[5] = {-1, -1, -1, -1, -1};
     EXPECT_EQ(VORNGetDatavi(ref, out, 8, 5), 2);
@@ -241,7 +234,7 @@ TEST_F(SharedDataTest, BadOffsetsCountsAndSourcesAreRejectedWithoutNotifying)
     VORNSetDatavi(ref, values, 1, INT_MAX);
     VORNSetDatavi(ref, nullptr, 0, 2);
     EXPECT_THAT(gAccessLog, IsEmpty());
-    EXPECT_EQ(Item(name)->storage.size(), 8u);
+    EXPECT_EQ(VORNSharedDataSize(name), 8);
     int out[2] = {0, 0};
     EXPECT_EQ(VORNGetDatavi(ref, out, -1, 2), 0);
     EXPECT_EQ(VORNGetDatavi(ref, out, 3, 2), 0);
@@ -309,9 +302,9 @@ TEST_F(SharedDataTest, UnshareMatchesNameTypeRefconAndTheCallingPlugin)
     EXPECT_EQ(Unshare(owner, Name("unknown"), VORN_DATA_INT, &a), 0);
     EXPECT_EQ(Unshare(owner, name, VORN_DATA_INT, &b), 0);
     EXPECT_EQ(Unshare(reader, name, VORN_DATA_INT, &a), 0) << "another plug-in's entry";
-    EXPECT_EQ(Item(name)->subscribers.size(), 1u);
+    EXPECT_EQ(VORNSharedDataSubscribers(name).size(), 1u);
     EXPECT_EQ(Unshare(owner, name, VORN_DATA_INT, &a), 1);
-    EXPECT_THAT(Item(name)->subscribers, IsEmpty());
+    EXPECT_THAT(VORNSharedDataSubscribers(name), IsEmpty());
 }
 
 TEST_F(SharedDataTest, DisabledSubscriberIsSkippedButKept)
@@ -396,7 +389,36 @@ TEST_F(SharedDataTest, SubscriberWritingTheItemAgainReentersNotification)
     EXPECT_EQ(VORNGetDatai(ref), 3);
     const std::string A = At("a", owner), B = At("b", reader);
     EXPECT_THAT(gAccessLog, ElementsAre(A, A, A, B, B, B));
-    EXPECT_EQ(gDispatchedPlugin, 0);
+    EXPECT_EQ(VORNGetDispatchedPlugin(), 0);
+}
+
+TEST_F(SharedDataTest, EntryRemovedInANestedPassLetsTheOuterPassGoOnFromIt)
+{
+    // a writes again from inside the outer pass; in that nested pass b
+    // unshares a, whose entry the outer pass is still standing on.
+    const std::string name = Name("x");
+    bool wrote = false, unshared = false;
+    Listener a{"a"}, c{"c"};
+    a.action = [&] {
+        if (!std::exchange(wrote, true))
+            VORNSetDatai(VORNFindDataRef(name.c_str()), 2);
+    };
+    Listener b{"b", [&] {
+                   if (!std::exchange(unshared, true)) {
+                       EXPECT_EQ(Unshare(owner, name, VORN_DATA_INT, &a), 1);
+                   }
+               }};
+    Share(owner, name, VORN_DATA_INT, &a);
+    Share(reader, name, VORN_DATA_INT, &b);
+    Share(other, name, VORN_DATA_INT, &c);
+    VORNDataRef ref = VORNFindDataRef(name.c_str());
+    VORNSetDatai(ref, 1);
+    const std::string A = At("a", owner), B = At("b", reader), C = At("c", other);
+    EXPECT_THAT(gAccessLog, ElementsAre(A, A, B, C, B, C));
+    gAccessLog.clear();
+    VORNSetDatai(ref, 3);
+    EXPECT_THAT(gAccessLog, ElementsAre(B, C));
+    EXPECT_THAT(VORNSharedDataSubscribers(name), ElementsAre(reader, other));
 }
 
 // ---- unload --------------------------------------------------------------------------------
@@ -415,7 +437,7 @@ TEST_F(SharedDataTest, UnloadDropsThatPluginsSubscriptionsAndKeepsTheValue)
     As(owner, [&] { VORNSetDatai(ref, 77); });
     gAccessLog.clear();
     VORNRunCleanupHooks(owner);
-    EXPECT_THAT(Item(second)->subscribers, IsEmpty());
+    EXPECT_THAT(VORNSharedDataSubscribers(second), IsEmpty());
     EXPECT_EQ(VORNFindDataRef(name.c_str()), ref) << "the item's data ref belongs to the host";
     EXPECT_EQ(As(other, [&] { return VORNGetDatai(ref); }), 77);
     As(other, [&] { VORNSetDatai(ref, 78); });

@@ -6,59 +6,90 @@
 
 #include "VORNInternal.h"
 #include "VORNLoaderInternal.h"
+#include "VORNResourceList.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
 #include <string_view>
 #include <type_traits>
 
-std::map<std::string, VORNData_t*, std::less<>> gDataRefs;
-DataRefBlock* gDataBlock = nullptr;
-DataRefBlock* gDataFree = nullptr;
-int gDataCount = 0;
-
-std::vector<std::unique_ptr<VORNSharedDataRecord>> gSharedData;
-
 namespace {
 
-// ---- Pool ----------------------------------------------------------------------
+// ---- State ---------------------------------------------------------------------
 
-// Every block, by the address of its first record, so that validating a
-// handle is a binary search, not a walk over all blocks.
-std::vector<const DataRefBlock*> gBlocksByAddress;
+// One request to be told of writes to a shared item.
+struct VORNSharedDataSubscriber : VORNResource_t {
+    VORNDataChanged_f callback = nullptr;
+    void* refcon = nullptr;
+    int plugin = VORN_NO_PLUGIN_ID;  // the plug-in that subscribed
+};
+
+// One shared item: the library stores the value and publishes it as a data
+// ref of the host, with the item as both refcons.
+struct VORNSharedDataRecord {
+    std::string name;
+    int32_t type = 0;  // exactly one type bit for a usable item
+    std::vector<unsigned char> storage;  // the value; only ever grows
+    // Oldest first: notified in the order they subscribed. Subscribers may
+    // unshare, share or write the item again while they are notified.
+    VORNResourceList<VORNSharedDataSubscriber> subscribers;
+};
+
+// Nothing here is ever freed or reset while the library is loaded: data-ref
+// handles and shared items (the refcons of their data refs) must stay valid
+// for as long as plug-ins or the host may hold them.
+struct DataAccessState {
+    std::map<std::string, VORNData_t*, std::less<>> dataRefs;
+    DataRefBlock* dataBlock = nullptr;  // oldest block: start of the chain
+    DataRefBlock* dataFree = nullptr;   // newest block: where new records come from
+    int dataCount = 0;                  // records ever created
+    // Every block, by the address of its first record, so that validating a
+    // handle is a binary search, not a walk over all blocks.
+    std::vector<const DataRefBlock*> blocksByAddress;
+    // In creation order, searched by name.
+    std::vector<std::unique_ptr<VORNSharedDataRecord>> sharedData;
+};
+
+DataAccessState gDataAccess;
+
+// ---- Pool ----------------------------------------------------------------------
 
 // The next free slot, opening a new block when the newest is full. The slot is
 // an orphan until its registration fills it, so a failure half-way never
 // leaves a record that validates.
 VORNData_t* NewRecord()
 {
-    if (gDataFree == nullptr || gDataFree->used == gDataFree->capacity) {
-        gBlocksByAddress.reserve(gBlocksByAddress.size() + 1);  // nothing throws after this
+    DataAccessState& pool = gDataAccess;
+    if (pool.dataFree == nullptr || pool.dataFree->used == pool.dataFree->capacity) {
+        auto& index = pool.blocksByAddress;
+        index.reserve(index.size() + 1);  // nothing throws after this
         auto* block = new DataRefBlock();  // value-initialised: all fields zero
         block->capacity = kDataRefBlockCapacity;
         block->used = 0;
-        (gDataFree ? gDataFree->next : gDataBlock) = block;
-        gDataFree = block;
-        auto& index = gBlocksByAddress;
+        (pool.dataFree ? pool.dataFree->next : pool.dataBlock) = block;
+        pool.dataFree = block;
         index.insert(std::upper_bound(index.begin(), index.end(), block, std::less<>()), block);
     }
-    VORNData_t* record = &gDataFree->records[gDataFree->used++];
+    VORNData_t* record = &pool.dataFree->records[pool.dataFree->used++];
     record->name.clear();
     record->owner = VORN_NO_PLUGIN_ID;
-    ++gDataCount;
+    ++pool.dataCount;
     return record;
 }
 
 // The block whose records start at or below address, or null.
 const DataRefBlock* BlockBelow(uintptr_t address)
 {
-    auto above = std::upper_bound(
-        gBlocksByAddress.begin(), gBlocksByAddress.end(), address,
-        [](uintptr_t a, const DataRefBlock* block) {
-            return a < reinterpret_cast<uintptr_t>(&block->records[0]);
-        });
-    return above == gBlocksByAddress.begin() ? nullptr : *(above - 1);
+    const auto& index = gDataAccess.blocksByAddress;
+    auto above = std::upper_bound(index.begin(), index.end(), address,
+                                  [](uintptr_t a, const DataRefBlock* block) {
+                                      return a < reinterpret_cast<uintptr_t>(&block->records[0]);
+                                  });
+    return above == index.begin() ? nullptr : *(above - 1);
 }
 
 // True when ref is the start of a slot already handed out; says nothing about
@@ -116,15 +147,15 @@ VORNData_t* RegisterDataRef(const char* name, const VORNData_t& accessors)
 {
     if (name == nullptr)
         return nullptr;
-    auto found = gDataRefs.find(std::string_view(name));
-    if (found != gDataRefs.end() && found->second->owner != VORN_NO_PLUGIN_ID) {
+    auto found = gDataAccess.dataRefs.find(std::string_view(name));
+    if (found != gDataAccess.dataRefs.end() && found->second->owner != VORN_NO_PLUGIN_ID) {
         VORNSendError("Dataref is already registered by someone else.");
         return found->second;
     }
-    VORNData_t* record = found != gDataRefs.end() ? found->second : nullptr;
+    VORNData_t* record = found != gDataAccess.dataRefs.end() ? found->second : nullptr;
     if (record == nullptr) {
         record = NewRecord();
-        gDataRefs.emplace(name, record);
+        gDataAccess.dataRefs.emplace(name, record);
     }
     // The name is set first: if that fails the record is still an orphan.
     // After it nothing allocates, and a revived orphan keeps nothing of its
@@ -153,7 +184,7 @@ size_t InitialSharedSize(int type)
 
 VORNSharedDataRecord* FindShared(std::string_view name)
 {
-    for (const auto& item : gSharedData) {
+    for (const auto& item : gDataAccess.sharedData) {
         if (item->name == name)
             return item.get();
     }
@@ -166,25 +197,19 @@ auto SubscribedBy(int id)
     return [id](const VORNSharedDataSubscriber& s) { return s.plugin == id; };
 }
 
-// Calls every subscriber in order, each in its own plug-in's dispatch. A
-// callback may unshare, share or write the item again (recursively): the pass
-// resumes after the last serial it called, so removed entries are skipped,
-// and entries added during the pass wait for the next write.
+// Calls every subscriber, oldest first, each in its own plug-in's dispatch. A
+// callback may unshare, share or write the item again (recursively). Those
+// removed meanwhile stay linked, marked dead, until no pass over the item
+// runs any more, and are skipped; those added meanwhile are linked at the
+// back with serials above the one taken here, and wait for the next write.
 void NotifySubscribers(VORNSharedDataRecord* item)
 {
-    const uint64_t limit = item->nextSerial;
-    uint64_t last = 0;
-    for (;;) {
-        auto& list = item->subscribers;
-        auto next = std::upper_bound(
-            list.begin(), list.end(), last,
-            [](uint64_t serial, const VORNSharedDataSubscriber& s) { return serial < s.serial; });
-        if (next == list.end() || next->serial >= limit)
-            return;
-        const VORNSharedDataSubscriber subscriber = *next;
-        last = subscriber.serial;
-        VORNCallPlugin(VORNCallKind::kSharedData, subscriber.plugin,
-                       [&] { subscriber.callback(subscriber.refcon); });
+    auto& list = item->subscribers;
+    StIterate<VORNSharedDataSubscriber> iterate(list);
+    const uint64_t newest = list.Serial();
+    for (auto* s = list.First(); s != nullptr && s->serial <= newest; s = list.Next(s)) {
+        if (!s->dead)
+            VORNCallPlugin(VORNCallKind::kSharedData, s->plugin, [s] { s->callback(s->refcon); });
     }
 }
 
@@ -308,7 +333,7 @@ VORNSharedDataRecord* CreateShared(const char* name, int type)
     owned->type = type;
     owned->storage.resize(InitialSharedSize(type));
     VORNSharedDataRecord* item = owned.get();
-    gSharedData.push_back(std::move(owned));
+    gDataAccess.sharedData.push_back(std::move(owned));
     StDispatchCallback host(VORN_HOST_PLUGIN_ID);
     RegisterDataRef(name, SharedAccessors(item));
     return item;
@@ -322,8 +347,8 @@ VORN_EXPORT VORNDataRef VORNFindDataRef(const char* name)
 {
     if (name == nullptr)
         return nullptr;
-    auto found = gDataRefs.find(std::string_view(name));
-    if (found == gDataRefs.end() || found->second->owner == VORN_NO_PLUGIN_ID)
+    auto found = gDataAccess.dataRefs.find(std::string_view(name));
+    if (found == gDataAccess.dataRefs.end() || found->second->owner == VORN_NO_PLUGIN_ID)
         return nullptr;
     return found->second;
 }
@@ -453,25 +478,22 @@ VORN_EXPORT void VORNUnregisterDataAccessor(VORNDataRef ref)
 
 void VORNDataRefsCleanupHook(int id)
 {
-    for (auto& entry : gDataRefs) {
+    for (auto& entry : gDataAccess.dataRefs) {
         if (entry.second->owner == id)
             entry.second->owner = VORN_NO_PLUGIN_ID;
     }
-    for (auto& item : gSharedData) {
-        auto& list = item->subscribers;
-        list.erase(std::remove_if(list.begin(), list.end(), SubscribedBy(id)), list.end());
-    }
+    for (auto& item : gDataAccess.sharedData)
+        item->subscribers.KillIf(SubscribedBy(id));
 }
 
 void VORNCountDataRefHoldings(int id, VORNPluginInventory* inventory)
 {
+    const auto& refs = gDataAccess.dataRefs;
     auto ownedBy = [id](const auto& entry) { return entry.second->owner == id; };
-    inventory->dataRefs = static_cast<int32_t>(std::count_if(gDataRefs.begin(), gDataRefs.end(), ownedBy));
+    inventory->dataRefs = static_cast<int32_t>(std::count_if(refs.begin(), refs.end(), ownedBy));
     int32_t count = 0;
-    for (const auto& item : gSharedData) {
-        const auto& list = item->subscribers;
-        count += static_cast<int32_t>(std::count_if(list.begin(), list.end(), SubscribedBy(id)));
-    }
+    for (const auto& item : gDataAccess.sharedData)
+        count += item->subscribers.CountIf(SubscribedBy(id));
     inventory->sharedData = count;
 }
 
@@ -488,9 +510,13 @@ VORN_EXPORT int VORNShareData(const char* name, VORNDataTypeID type, VORNDataCha
             return 0;
         if (item == nullptr)
             item = CreateShared(name, type);
-        if (callback != nullptr)
-            item->subscribers.push_back(
-                {callback, refcon, VORNGetDispatchedPlugin(), item->nextSerial++});
+        if (callback != nullptr) {
+            auto subscriber = std::make_unique<VORNSharedDataSubscriber>();
+            subscriber->callback = callback;
+            subscriber->refcon = refcon;
+            subscriber->plugin = VORNGetDispatchedPlugin();
+            item->subscribers.PushBack(subscriber.release());
+        }
         return 1;
     });
 }
@@ -500,18 +526,63 @@ VORN_EXPORT int VORNUnshareData(const char* name, VORNDataTypeID type, VORNDataC
 {
     if (name == nullptr || callback == nullptr)
         return 0;
-    auto item = std::find_if(gSharedData.begin(), gSharedData.end(), [&](const auto& shared) {
-        return shared->name == name && shared->type == type;
-    });
-    if (item == gSharedData.end())
+    VORNSharedDataRecord* item = FindShared(name);
+    if (item == nullptr || item->type != type)
         return 0;
-    auto& list = (*item)->subscribers;
+    auto& list = item->subscribers;
     const int me = VORNGetDispatchedPlugin();
-    auto entry = std::find_if(list.begin(), list.end(), [&](const VORNSharedDataSubscriber& s) {
-        return s.callback == callback && s.refcon == refcon && s.plugin == me;
-    });
-    if (entry == list.end())
-        return 0;
-    list.erase(entry);
-    return 1;
+    for (auto* s = list.First(); s != nullptr; s = list.Next(s)) {
+        if (!s->dead && s->callback == callback && s->refcon == refcon && s->plugin == me) {
+            list.Kill(s);  // deferred while a write notifies the item
+            return 1;
+        }
+    }
+    return 0;
+}
+
+// ---- Queries for tests -----------------------------------------------------------------------
+
+VORNData_t* VORNDataRefRecord(std::string_view name)
+{
+    auto found = gDataAccess.dataRefs.find(name);
+    return found != gDataAccess.dataRefs.end() ? found->second : nullptr;
+}
+
+int VORNDataRefRecordCount()
+{
+    return gDataAccess.dataCount;
+}
+
+const DataRefBlock* VORNOldestDataRefBlock()
+{
+    return gDataAccess.dataBlock;
+}
+
+const DataRefBlock* VORNNewestDataRefBlock()
+{
+    return gDataAccess.dataFree;
+}
+
+int VORNSharedDataItemCount()
+{
+    return static_cast<int>(gDataAccess.sharedData.size());
+}
+
+int64_t VORNSharedDataSize(std::string_view name)
+{
+    const VORNSharedDataRecord* item = FindShared(name);
+    return item != nullptr ? static_cast<int64_t>(item->storage.size()) : -1;
+}
+
+std::vector<int> VORNSharedDataSubscribers(std::string_view name)
+{
+    std::vector<int> ids;
+    if (VORNSharedDataRecord* item = FindShared(name)) {
+        auto& list = item->subscribers;
+        for (auto* s = list.First(); s != nullptr; s = list.Next(s)) {
+            if (!s->dead)
+                ids.push_back(s->plugin);
+        }
+    }
+    return ids;
 }

@@ -1,5 +1,6 @@
-// VORNDataAccessInternal.h - the data-ref registry: records, their pool, the
-// name map, and the shared-data items built on top of them.
+// VORNDataAccessInternal.h - data refs as the loader and the tests see them:
+// the record behind a handle, the pool's blocks, the unload and inventory
+// hooks, and queries for state the API cannot show.
 #ifndef VORN_DATA_ACCESS_INTERNAL_H
 #define VORN_DATA_ACCESS_INTERNAL_H
 
@@ -7,10 +8,8 @@
 #include "VORN/VORNHostHooks.h"
 
 #include <cstdint>
-#include <functional>
-#include <map>
-#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // One data ref. Its address is the handle plug-ins keep, so a record is never
@@ -47,33 +46,22 @@ struct DataRefBlock {
     VORNData_t records[kDataRefBlockCapacity];
 };
 
-extern std::map<std::string, VORNData_t*, std::less<>> gDataRefs;
-extern DataRefBlock* gDataBlock;  // oldest block: start of validation walks
-extern DataRefBlock* gDataFree;   // newest block: where new records come from
-extern int gDataCount;            // records ever created
+// ---- Queries for tests: the layout and state the API cannot show -----------------
 
-// ---- Shared data ---------------------------------------------------------------
-
-struct VORNSharedDataSubscriber {
-    VORNDataChanged_f callback;
-    void* refcon;
-    int plugin;  // the plug-in that subscribed
-    // Increases along the list (appends only, erasures keep the order), so a
-    // notification pass can find its place again after callbacks changed it.
-    uint64_t serial;
-};
-
-struct VORNSharedDataRecord {
-    std::string name;
-    int32_t type;  // exactly one type bit for a usable item
-    std::vector<unsigned char> storage;  // the value; only ever grows
-    std::vector<VORNSharedDataSubscriber> subscribers;  // in subscription order
-    uint64_t nextSerial = 1;
-};
-
-// In creation order. Items live as long as the library; their data refs keep
-// pointers to them as refcons.
-extern std::vector<std::unique_ptr<VORNSharedDataRecord>> gSharedData;
+// The record name was ever registered with, orphans included; null if never.
+VORNData_t* VORNDataRefRecord(std::string_view name);
+// Records created so far (reviving an orphan creates none).
+int VORNDataRefRecordCount();
+// The oldest block of the pool (the newer ones follow along next), or null.
+const DataRefBlock* VORNOldestDataRefBlock();
+// The newest block of the pool, where new records come from, or null.
+const DataRefBlock* VORNNewestDataRefBlock();
+// Shared-data items created so far.
+int VORNSharedDataItemCount();
+// Bytes of the value of the shared item name; -1 when there is no such item.
+int64_t VORNSharedDataSize(std::string_view name);
+// Plug-in ids of the live subscribers of the shared item name, in notification order.
+std::vector<int> VORNSharedDataSubscribers(std::string_view name);
 
 // What plug-in id holds now: the data refs it publishes and its shared-data
 // subscriptions. For diagnostics.

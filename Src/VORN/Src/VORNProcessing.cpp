@@ -9,10 +9,15 @@
 
 #include <memory>
 
-VORNResourceList<VORNFlightLoopRecord> gFlightLoops;
-int32_t gLastCallNumber = 0;
-
 namespace {
+
+struct ProcessingState {
+    // Newest first: loops created during a pass are first met in the next.
+    VORNResourceList<VORNFlightLoopRecord> flightLoops;
+    int32_t lastCallNumber = 0;  // passes of either phase so far
+};
+
+ProcessingState gProcessing;
 
 const int kCreateParamsSize = 24;
 
@@ -42,7 +47,7 @@ bool IsDue(const VORNFlightLoopRecord& loop, float passTime)
     }
     if (loop.interval < 0.0f) {
         const float dueCycle = static_cast<float>(loop.lastCallCycle) - loop.interval;
-        return static_cast<float>(gLastCallNumber) >= dueCycle;
+        return static_cast<float>(gProcessing.lastCallNumber) >= dueCycle;
     }
     return false;  // 0 and NaN: idle
 }
@@ -55,7 +60,8 @@ void RunLoop(VORNFlightLoopRecord& loop, float passTime)
 {
     float next = loop.interval;
     const bool called = VORNCallPlugin(VORNCallKind::kFlightLoop, loop.owner, [&] {
-        next = loop.callback(passTime - loop.lastCallTime, passTime, gLastCallNumber, loop.refcon);
+        next = loop.callback(passTime - loop.lastCallTime, passTime, gProcessing.lastCallNumber,
+                             loop.refcon);
     });
     if (!called)
         return;
@@ -64,13 +70,14 @@ void RunLoop(VORNFlightLoopRecord& loop, float passTime)
     // is harmless.
     loop.interval = next;
     loop.lastCallTime = passTime;
-    loop.lastCallCycle = gLastCallNumber;
+    loop.lastCallCycle = gProcessing.lastCallNumber;
 }
 
 void RunPass(float passTime, int32_t phase)
 {
-    StIterate<VORNFlightLoopRecord> iterate(gFlightLoops);
-    for (auto* loop = gFlightLoops.First(); loop != nullptr; loop = gFlightLoops.Next(loop)) {
+    auto& loops = gProcessing.flightLoops;
+    StIterate<VORNFlightLoopRecord> iterate(loops);
+    for (auto* loop = loops.First(); loop != nullptr; loop = loops.Next(loop)) {
         if (!loop->dead && loop->phase == phase && IsDue(*loop, passTime))
             RunLoop(*loop, passTime);
     }
@@ -97,7 +104,7 @@ VORN_EXPORT float VORNGetElapsedTime(void)
 
 VORN_EXPORT int VORNGetCycleNumber(void)
 {
-    return gLastCallNumber;
+    return gProcessing.lastCallNumber;
 }
 
 VORN_EXPORT VORNFlightLoopID VORNCreateFlightLoop(VORNCreateFlightLoop_t* params)
@@ -109,12 +116,12 @@ VORN_EXPORT VORNFlightLoopID VORNCreateFlightLoop(VORNCreateFlightLoop_t* params
             ReportBadParams(*params);
         auto loop = std::make_unique<VORNFlightLoopRecord>();
         loop->lastCallTime = VORNGetElapsedTime();
-        loop->lastCallCycle = gLastCallNumber;
+        loop->lastCallCycle = gProcessing.lastCallNumber;
         loop->phase = params->phase;
         loop->callback = params->callback;
         loop->owner = VORNGetDispatchedPlugin();
         loop->refcon = params->refcon;
-        gFlightLoops.PushFront(loop.get());
+        gProcessing.flightLoops.PushFront(loop.get());
         return static_cast<VORNFlightLoopID>(loop.release());
     });
 }
@@ -123,7 +130,7 @@ VORN_EXPORT void VORNDestroyFlightLoop(VORNFlightLoopID flightLoopID)
 {
     VORNFlightLoopRecord* loop = RecordOf(flightLoopID);
     if (loop != nullptr && CallerOwns(*loop, kRemoveForeign))
-        gFlightLoops.Kill(loop);
+        gProcessing.flightLoops.Kill(loop);
 }
 
 VORN_EXPORT void VORNScheduleFlightLoop(VORNFlightLoopID flightLoopID, float interval,
@@ -149,10 +156,11 @@ VORN_EXPORT void VORNRegisterFlightLoopCallback(VORNFlightLoop_f callback, float
 
 VORN_EXPORT void VORNUnregisterFlightLoopCallback(VORNFlightLoop_f callback, void* refcon)
 {
-    StIterate<VORNFlightLoopRecord> iterate(gFlightLoops);
-    for (auto* loop = gFlightLoops.First(); loop != nullptr; loop = gFlightLoops.Next(loop)) {
+    auto& loops = gProcessing.flightLoops;
+    StIterate<VORNFlightLoopRecord> iterate(loops);
+    for (auto* loop = loops.First(); loop != nullptr; loop = loops.Next(loop)) {
         if (loop->callback == callback && loop->refcon == refcon) {
-            gFlightLoops.VORNKillResource(loop, true);
+            loops.VORNKillResource(loop, true);
             return;
         }
     }
@@ -161,8 +169,9 @@ VORN_EXPORT void VORNUnregisterFlightLoopCallback(VORNFlightLoop_f callback, voi
 VORN_EXPORT void VORNSetFlightLoopCallbackInterval(VORNFlightLoop_f callback, float interval,
                                                    int relativeToNow, void* refcon)
 {
-    StIterate<VORNFlightLoopRecord> iterate(gFlightLoops);
-    for (auto* loop = gFlightLoops.First(); loop != nullptr; loop = gFlightLoops.Next(loop)) {
+    auto& loops = gProcessing.flightLoops;
+    StIterate<VORNFlightLoopRecord> iterate(loops);
+    for (auto* loop = loops.First(); loop != nullptr; loop = loops.Next(loop)) {
         if (loop->callback != callback || loop->refcon != refcon)
             continue;
         loop->interval = interval;
@@ -173,28 +182,43 @@ VORN_EXPORT void VORNSetFlightLoopCallbackInterval(VORNFlightLoop_f callback, fl
 
 int VORNDoFlightLoopProcessing(float passTime, int phaseSelector)
 {
-    ++gLastCallNumber;
+    ++gProcessing.lastCallNumber;
     RunPass(passTime, phaseSelector != 0 ? 1 : 0);
     // A reload unloads modules, so it waits until no pass is running (a
     // plug-in could drive a pass from inside one of its callbacks).
-    if (gFlightLoops.Depth() == 0)
+    if (gProcessing.flightLoops.Depth() == 0)
         VORNRunScheduledReload();
     return 1;
 }
 
 void VORNCountFlightLoopHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->flightLoops =
-        gFlightLoops.CountIf([id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
+    inventory->flightLoops = gProcessing.flightLoops.CountIf(
+        [id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
 }
 
 void VORNProcessingCleanupHook(int id)
 {
-    gFlightLoops.KillIf([id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
+    gProcessing.flightLoops.KillIf(
+        [id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
 }
 
 void VORNResetProcessing()
 {
-    gFlightLoops.KillIf([](const VORNFlightLoopRecord&) { return true; });
-    gLastCallNumber = 0;
+    gProcessing = ProcessingState();
+}
+
+VORNFlightLoopRecord* VORNFirstFlightLoop()
+{
+    return gProcessing.flightLoops.First();
+}
+
+int32_t VORNFlightLoopIterationDepth()
+{
+    return gProcessing.flightLoops.Depth();
+}
+
+bool VORNFlightLoopPurgePending()
+{
+    return gProcessing.flightLoops.PurgePending();
 }

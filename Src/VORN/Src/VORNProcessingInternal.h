@@ -20,10 +20,6 @@ struct VORNFlightLoopRecord : VORNResource_t {
     void* refcon = nullptr;
 };
 
-extern VORNResourceList<VORNFlightLoopRecord> gFlightLoops;
-// Counts passes of either phase; 0 at load.
-extern int32_t gLastCallNumber;
-
 // One pass: phaseSelector 0 runs the first-phase loops, anything else the
 // second-phase ones. Then carries out a reload a plug-in asked for. Returns 1.
 int VORNDoFlightLoopProcessing(float passTime, int phaseSelector);
@@ -36,5 +32,14 @@ void VORNProcessingCleanupHook(int id);
 
 // Frees every flight loop and restarts the pass counter.
 void VORNResetProcessing();
+
+// ---- Queries for tests: the registry's state the API cannot show -----------------
+
+// The first (newest) record still linked, removed ones included until purged; null if none.
+VORNFlightLoopRecord* VORNFirstFlightLoop();
+// Iterations of the registry open now (0 outside any pass).
+int32_t VORNFlightLoopIterationDepth();
+// True while records removed in an iteration still wait to be unlinked.
+bool VORNFlightLoopPurgePending();
 
 #endif
