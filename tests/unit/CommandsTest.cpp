@@ -450,6 +450,24 @@ TEST_F(CommandsTest, CleanupDuringADispatchSkipsThePluginsRemainingHandlers)
     EXPECT_THAT(gTrace, ElementsAre("A:0@1"));
 }
 
+TEST_F(CommandsTest, CleanupAfterAnUnregistrationStillFindsThePluginsOtherHandlers)
+{
+    Register(a, Trace, 0, kA);
+    Register(a, Trace, 0, kC);
+    Register(a, Trace, 1, kA, other);
+    Register(b, Trace, 0, kB);
+    As(a, [&] {
+        VORNUnregisterCommandHandler(cmd, Trace, 0, kA);    // C stays in this list
+        VORNUnregisterCommandHandler(other, Trace, 1, kA);  // the last one of that list
+    });
+    VORNPluginInventory held{};
+    VORNCountCommandHoldings(a, &held);
+    EXPECT_EQ(held.commandHandlers, 1);
+    VORNCommandCleanupHook(a);
+    VORNCommandHook(cmd, 1, 0, 0);
+    EXPECT_THAT(gTrace, ElementsAre("B:0@2"));
+}
+
 // The host's CommandContinue and CommandEnd run command handlers, which may
 // begin and end commands while the library walks its held set.
 std::function<void(VORNCommandRef)> gHostReaction;

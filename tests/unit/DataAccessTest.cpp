@@ -492,4 +492,34 @@ TEST_F(DataRefTest, UnloadOrphansOnlyThatPluginsDataRefs)
     EXPECT_EQ(VORNFindDataRef(Name("t").c_str()), theirs);
 }
 
+TEST_F(DataRefTest, UnloadFollowsOwnershipThroughUnregisteringAndReviving)
+{
+    Cell cell{"a"};
+    auto held = [](int id) {
+        VORNPluginInventory inventory{};
+        VORNCountDataRefHoldings(id, &inventory);
+        return inventory.dataRefs;
+    };
+    VORNDataRef first = RegisterAll(owner, Name("1"), cell);
+    VORNDataRef middle = RegisterAll(owner, Name("2"), cell);
+    VORNDataRef last = RegisterAll(owner, Name("3"), cell);
+    VORNDataRef theirs = RegisterAll(other, Name("4"), cell);
+    const int ownerHeld = held(owner);
+    const int otherHeld = held(other);
+    As(owner, [&] { VORNUnregisterDataAccessor(middle); });
+    ASSERT_EQ(RegisterAll(other, Name("2"), cell), middle);
+    As(owner, [&] { VORNUnregisterDataAccessor(first); });
+    EXPECT_EQ(held(owner), ownerHeld - 2);
+    EXPECT_EQ(held(other), otherHeld + 1);
+    VORNRunCleanupHooks(owner);
+    EXPECT_EQ(last->owner, -1);
+    EXPECT_EQ(middle->owner, other) << "revived, it belongs to the plug-in that revived it";
+    EXPECT_EQ(held(owner), 0);
+    EXPECT_EQ(held(other), otherHeld + 1);
+    VORNRunCleanupHooks(other);
+    EXPECT_EQ(middle->owner, -1);
+    EXPECT_EQ(theirs->owner, -1);
+    EXPECT_EQ(held(other), 0);
+}
+
 }  // namespace

@@ -261,6 +261,25 @@ TEST_F(DrawCallbackTest, CleanupRemovesDrawCallbacksAndSniffersOfThePluginOnly)
     EXPECT_EQ(RegisterAs(a, p1, 5, 1), 1) << "nothing of A is left to be a duplicate";
 }
 
+TEST_F(DrawCallbackTest, CleanupAfterAnUnregistrationStillFindsThePluginsOtherCallbacks)
+{
+    RegisterAs(a, p1, 5, 1);
+    RegisterAs(a, p2, 5, 1);
+    RegisterAs(a, p3, 200, 1);  // a pair outside the array
+    RegisterAs(b, p3, 5, 1);
+    {
+        StDispatchCallback asA(a);
+        VORNUnregisterDrawCallback(DrawProbe, 5, 1, &p1);
+    }
+    VORNPluginInventory held{};
+    VORNCountDrawHoldings(a, &held);
+    EXPECT_EQ(held.drawCallbacks, 2);
+    VORNDisplayCleanupHook(a);
+    VORNDispatchDrawingHook(5, 1, 0);
+    VORNDispatchDrawingHook(200, 1, 0);
+    EXPECT_THAT(gCalls, ElementsAre("p3/2 5b"));
+}
+
 TEST_F(DrawCallbackTest, CleanupDuringDispatchSkipsTheRemovedRecords)
 {
     p1.action = [&] { VORNDisplayCleanupHook(b); };

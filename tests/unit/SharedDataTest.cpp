@@ -445,4 +445,16 @@ TEST_F(SharedDataTest, UnloadDropsThatPluginsSubscriptionsAndKeepsTheValue)
     EXPECT_EQ(VORNGetDatai(ref), 78);
 }
 
+TEST_F(SharedDataTest, UnloadAfterAnUnshareStillDropsThePluginsOtherSubscriptions)
+{
+    const std::string name = Name("x");
+    Listener a{"a"}, b{"b"}, c{"c"};
+    Share(owner, name, VORN_DATA_INT, &a);
+    Share(owner, name, VORN_DATA_INT, &b);
+    Share(reader, name, VORN_DATA_INT, &c);
+    EXPECT_EQ(Unshare(owner, name, VORN_DATA_INT, &a), 1);
+    VORNRunCleanupHooks(owner);
+    EXPECT_THAT(VORNSharedDataSubscribers(name), ElementsAre(reader));
+}
+
 }  // namespace

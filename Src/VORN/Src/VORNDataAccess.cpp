@@ -12,10 +12,10 @@
 #include <climits>
 #include <cstring>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string_view>
 #include <type_traits>
+#include <unordered_map>
 
 namespace {
 
@@ -25,7 +25,7 @@ namespace {
 struct VORNSharedDataSubscriber : VORNResource_t {
     VORNDataChanged_f callback = nullptr;
     void* refcon = nullptr;
-    int plugin = VORN_NO_PLUGIN_ID;  // the plug-in that subscribed
+    int32_t owner = VORN_NO_PLUGIN_ID;  // the plug-in that subscribed
 };
 
 // One shared item: the library stores the value and publishes it as a data
@@ -43,7 +43,13 @@ struct VORNSharedDataRecord {
 // handles and shared items (the refcons of their data refs) must stay valid
 // for as long as plug-ins or the host may hold them.
 struct DataAccessState {
-    std::map<std::string, VORNData_t*, std::less<>> dataRefs;
+    // Every record ever created, by name. A key is a view of the record's own
+    // name, which is written once, before its entry is made, and stays where
+    // it is: the record never moves and its name is never assigned again.
+    std::unordered_map<std::string_view, VORNData_t*> dataRefs;
+    // Per plug-in id: the first of the data refs it publishes now, the others
+    // following along their owner links. Orphans are in no chain.
+    std::unordered_map<int32_t, VORNData_t*> dataRefsByOwner;
     DataRefBlock* dataBlock = nullptr;  // oldest block: start of the chain
     DataRefBlock* dataFree = nullptr;   // newest block: where new records come from
     int dataCount = 0;                  // records ever created
@@ -52,6 +58,8 @@ struct DataAccessState {
     std::vector<const DataRefBlock*> blocksByAddress;
     // In creation order, searched by name.
     std::vector<std::unique_ptr<VORNSharedDataRecord>> sharedData;
+    // Per plug-in id: the shared items it subscribes to.
+    VORNListsByOwner<VORNSharedDataRecord*> subscriptions;
 };
 
 DataAccessState gDataAccess;
@@ -141,30 +149,79 @@ void WriteThrough(const VORNData_t* ref, Callback VORNData_t::*family, Args... a
 
 // ---- Registration ---------------------------------------------------------------
 
+// Everything a registration supplies: the type mask, the flag, the callbacks
+// and the refcons. Name, owner and owner links are the registry's.
+void CopyAccessors(VORNData_t& record, const VORNData_t& from)
+{
+    record.types = from.types;
+    record.writable = from.writable;
+    record.readInt = from.readInt;
+    record.writeInt = from.writeInt;
+    record.readFloat = from.readFloat;
+    record.writeFloat = from.writeFloat;
+    record.readDouble = from.readDouble;
+    record.writeDouble = from.writeDouble;
+    record.readIntArray = from.readIntArray;
+    record.writeIntArray = from.writeIntArray;
+    record.readFloatArray = from.readFloatArray;
+    record.writeFloatArray = from.writeFloatArray;
+    record.readData = from.readData;
+    record.writeData = from.writeData;
+    record.readRefcon = from.readRefcon;
+    record.writeRefcon = from.writeRefcon;
+}
+
+// Makes a registered record an orphan, taking it out of its owner's chain.
+void Orphan(VORNData_t* record)
+{
+    auto& byOwner = gDataAccess.dataRefsByOwner;
+    if (record->ownerPrev != nullptr) {
+        record->ownerPrev->ownerNext = record->ownerNext;
+    } else {
+        const auto first = byOwner.find(record->owner);
+        if (record->ownerNext != nullptr)
+            first->second = record->ownerNext;
+        else
+            byOwner.erase(first);
+    }
+    if (record->ownerNext != nullptr)
+        record->ownerNext->ownerPrev = record->ownerPrev;
+    record->ownerNext = record->ownerPrev = nullptr;
+    record->owner = VORN_NO_PLUGIN_ID;
+}
+
 // Publishes name with the type, flag, callbacks and refcons of `accessors`
-// (whose name and owner are ignored), owned by the dispatched plug-in.
+// (whose name, owner and links are ignored), owned by the dispatched plug-in.
 VORNData_t* RegisterDataRef(const char* name, const VORNData_t& accessors)
 {
     if (name == nullptr)
         return nullptr;
-    auto found = gDataAccess.dataRefs.find(std::string_view(name));
-    if (found != gDataAccess.dataRefs.end() && found->second->owner != VORN_NO_PLUGIN_ID) {
+    auto& refs = gDataAccess.dataRefs;
+    const auto found = refs.find(std::string_view(name));
+    VORNData_t* record = found != refs.end() ? found->second : nullptr;
+    if (record != nullptr && record->owner != VORN_NO_PLUGIN_ID) {
         VORNSendError("Dataref is already registered by someone else.");
-        return found->second;
+        return record;
     }
-    VORNData_t* record = found != gDataAccess.dataRefs.end() ? found->second : nullptr;
+    // Until the last step that may fail, the record stays an orphan; a new
+    // one that never got its entry is simply never found.
     if (record == nullptr) {
         record = NewRecord();
-        gDataAccess.dataRefs.emplace(name, record);
+        record->name = name;
+        refs.emplace(std::string_view(record->name), record);
     }
-    // The name is set first: if that fails the record is still an orphan.
-    // After it nothing allocates, and a revived orphan keeps nothing of its
-    // former owner.
-    record->name = name;
-    std::string kept = std::move(record->name);
-    *record = accessors;
-    record->name = std::move(kept);
-    record->owner = VORNGetDispatchedPlugin();
+    const int owner = VORNGetDispatchedPlugin();
+    if (owner != VORN_NO_PLUGIN_ID) {
+        VORNData_t*& first = gDataAccess.dataRefsByOwner[owner];
+        record->ownerPrev = nullptr;
+        record->ownerNext = first;
+        if (first != nullptr)
+            first->ownerPrev = record;
+        first = record;
+    }
+    // A revived orphan keeps nothing of its former owner.
+    CopyAccessors(*record, accessors);
+    record->owner = owner;
     return record;
 }
 
@@ -191,12 +248,6 @@ VORNSharedDataRecord* FindShared(std::string_view name)
     return nullptr;
 }
 
-// Matches the subscriptions of plug-in id.
-auto SubscribedBy(int id)
-{
-    return [id](const VORNSharedDataSubscriber& s) { return s.plugin == id; };
-}
-
 // Calls every subscriber, oldest first, each in its own plug-in's dispatch. A
 // callback may unshare, share or write the item again (recursively). Those
 // removed meanwhile stay linked, marked dead, until no pass over the item
@@ -209,7 +260,7 @@ void NotifySubscribers(VORNSharedDataRecord* item)
     const uint64_t newest = list.Serial();
     for (auto* s = list.First(); s != nullptr && s->serial <= newest; s = list.Next(s)) {
         if (!s->dead)
-            VORNCallPlugin(VORNCallKind::kSharedData, s->plugin, [s] { s->callback(s->refcon); });
+            VORNCallPlugin(VORNCallKind::kSharedData, s->owner, [s] { s->callback(s->refcon); });
     }
 }
 
@@ -347,7 +398,7 @@ VORN_EXPORT VORNDataRef VORNFindDataRef(const char* name)
 {
     if (name == nullptr)
         return nullptr;
-    auto found = gDataAccess.dataRefs.find(std::string_view(name));
+    const auto found = gDataAccess.dataRefs.find(std::string_view(name));
     if (found == gDataAccess.dataRefs.end() || found->second->owner == VORN_NO_PLUGIN_ID)
         return nullptr;
     return found->second;
@@ -458,7 +509,9 @@ VORN_EXPORT VORNDataRef VORNRegisterDataAccessor(
                                    readData,
                                    writeData,
                                    readRefcon,
-                                   writeRefcon};
+                                   writeRefcon,
+                                   nullptr,
+                                   nullptr};
         return RegisterDataRef(name, accessors);
     });
 }
@@ -473,28 +526,39 @@ VORN_EXPORT void VORNUnregisterDataAccessor(VORNDataRef ref)
         VORNSendError("Dataref is not owned by you - you cannot unregsiter.");
         return;
     }
-    ref->owner = VORN_NO_PLUGIN_ID;
+    Orphan(ref);
 }
 
 void VORNDataRefsCleanupHook(int id)
 {
-    for (auto& entry : gDataAccess.dataRefs) {
-        if (entry.second->owner == id)
-            entry.second->owner = VORN_NO_PLUGIN_ID;
+    auto& byOwner = gDataAccess.dataRefsByOwner;
+    const auto first = byOwner.find(id);
+    if (first != byOwner.end()) {
+        for (VORNData_t* record = first->second; record != nullptr;) {
+            VORNData_t* const next = record->ownerNext;
+            record->owner = VORN_NO_PLUGIN_ID;
+            record->ownerNext = record->ownerPrev = nullptr;
+            record = next;
+        }
+        byOwner.erase(first);
     }
-    for (auto& item : gDataAccess.sharedData)
-        item->subscribers.KillIf(SubscribedBy(id));
+    for (VORNSharedDataRecord* item : gDataAccess.subscriptions.Take(id))
+        item->subscribers.KillOwnedBy(id);
 }
 
 void VORNCountDataRefHoldings(int id, VORNPluginInventory* inventory)
 {
-    const auto& refs = gDataAccess.dataRefs;
-    auto ownedBy = [id](const auto& entry) { return entry.second->owner == id; };
-    inventory->dataRefs = static_cast<int32_t>(std::count_if(refs.begin(), refs.end(), ownedBy));
-    int32_t count = 0;
-    for (const auto& item : gDataAccess.sharedData)
-        count += item->subscribers.CountIf(SubscribedBy(id));
-    inventory->sharedData = count;
+    int32_t dataRefs = 0;
+    const auto first = gDataAccess.dataRefsByOwner.find(id);
+    if (first != gDataAccess.dataRefsByOwner.end()) {
+        for (const VORNData_t* record = first->second; record != nullptr; record = record->ownerNext)
+            ++dataRefs;
+    }
+    inventory->dataRefs = dataRefs;
+    int32_t subscriptions = 0;
+    for (VORNSharedDataRecord* item : gDataAccess.subscriptions.Of(id))
+        subscriptions += item->subscribers.CountOwnedBy(id);
+    inventory->sharedData = subscriptions;
 }
 
 // ---- Shared data -----------------------------------------------------------------------------
@@ -514,8 +578,10 @@ VORN_EXPORT int VORNShareData(const char* name, VORNDataTypeID type, VORNDataCha
             auto subscriber = std::make_unique<VORNSharedDataSubscriber>();
             subscriber->callback = callback;
             subscriber->refcon = refcon;
-            subscriber->plugin = VORNGetDispatchedPlugin();
-            item->subscribers.PushBack(subscriber.release());
+            subscriber->owner = VORNGetDispatchedPlugin();
+            gDataAccess.subscriptions.Add(subscriber->owner, item);
+            item->subscribers.PushBack(subscriber.get());
+            subscriber.release();
         }
         return 1;
     });
@@ -532,8 +598,10 @@ VORN_EXPORT int VORNUnshareData(const char* name, VORNDataTypeID type, VORNDataC
     auto& list = item->subscribers;
     const int me = VORNGetDispatchedPlugin();
     for (auto* s = list.First(); s != nullptr; s = list.Next(s)) {
-        if (!s->dead && s->callback == callback && s->refcon == refcon && s->plugin == me) {
+        if (!s->dead && s->callback == callback && s->refcon == refcon && s->owner == me) {
             list.Kill(s);  // deferred while a write notifies the item
+            if (list.CountOwnedBy(me) == 0)
+                gDataAccess.subscriptions.Drop(me, item);
             return 1;
         }
     }
@@ -581,7 +649,7 @@ std::vector<int> VORNSharedDataSubscribers(std::string_view name)
         auto& list = item->subscribers;
         for (auto* s = list.First(); s != nullptr; s = list.Next(s)) {
             if (!s->dead)
-                ids.push_back(s->plugin);
+                ids.push_back(s->owner);
         }
     }
     return ids;

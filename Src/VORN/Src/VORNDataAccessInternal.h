@@ -33,6 +33,10 @@ struct VORNData_t {
     VORNSetDatab_f writeData;
     void* readRefcon;
     void* writeRefcon;
+    // The owner's other data refs (unset for an orphan), so that an unload or
+    // a count visits only the plug-in's own. Only the registry sets them.
+    VORNData_t* ownerNext;
+    VORNData_t* ownerPrev;
 };
 
 // Records come in blocks of 32, handed out from the front and never returned:

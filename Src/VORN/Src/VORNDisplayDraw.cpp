@@ -15,6 +15,7 @@
 namespace {
 
 using DrawBucket = VORNResourceList<VORNDrawCallbackRecord>;
+using DrawPair = std::pair<int32_t, int32_t>;  // phase, wantsBefore
 
 // The phases the host draws, with "before" 0 or 1, have a bucket of their
 // own in an array, so that the many drawing steps of a frame that nobody
@@ -26,7 +27,9 @@ struct DrawState {
     DrawBucket drawCallbacks[kTablePhases][2];
     // Pairs outside the array; a pair's entry goes once it is empty and no
     // walk of it is running.
-    std::map<std::pair<int32_t, int32_t>, DrawBucket> otherDrawCallbacks;
+    std::map<DrawPair, DrawBucket> otherDrawCallbacks;
+    // Per plug-in: the pairs whose buckets hold its draw callbacks.
+    VORNListsByOwner<DrawPair> drawPairs;
     VORNResourceList<VORNKeySnifferRecord> keyCallbacks;
 };
 DrawState gDrawState;
@@ -96,19 +99,23 @@ int RegisterUnique(VORNResourceList<T>& list, std::unique_ptr<T> record, Same sa
     StIterate<T> iterate(list);
     if (FindFirst(list, same) != nullptr)
         return 0;
-    list.PushFront(record.release());
+    list.PushFront(record.get());
+    record.release();
     return 1;
 }
 
-// Removes the first record with the given values; 1 when there was one. The
-// open iteration frees it (or, while walks run, keeps it for them) at its end.
+// Removes the first record with the given values; 1 when there was one, whose
+// owner goes to outOwner if given. The open iteration frees it (or, while
+// walks run, keeps it for them) at its end.
 template <typename T, typename Same>
-int UnregisterFirst(VORNResourceList<T>& list, Same same)
+int UnregisterFirst(VORNResourceList<T>& list, Same same, int32_t* outOwner = nullptr)
 {
     StIterate<T> iterate(list);
     T* record = FindFirst(list, same);
     if (record == nullptr)
         return 0;
+    if (outOwner != nullptr)
+        *outOwner = record->owner;
     list.VORNKillResource(record, true);
     return 1;
 }
@@ -140,8 +147,14 @@ VORN_EXPORT int VORNRegisterDrawCallback(VORNDrawCallback_f callback, int phase,
         record->phase = phase;
         record->wantsBefore = wantsBefore;
         record->refcon = refcon;
-        return RegisterUnique(BucketFor(phase, wantsBefore), std::move(record),
-                              SameDraw(callback, phase, wantsBefore, refcon));
+        DrawBucket& bucket = BucketFor(phase, wantsBefore);
+        gDrawState.drawPairs.Add(record->owner, DrawPair(phase, wantsBefore));
+        const int32_t owner = record->owner;
+        const int registered = RegisterUnique(bucket, std::move(record),
+                                              SameDraw(callback, phase, wantsBefore, refcon));
+        if (registered == 0 && bucket.CountOwnedBy(owner) == 0)
+            gDrawState.drawPairs.Drop(owner, DrawPair(phase, wantsBefore));
+        return registered;
     });
 }
 
@@ -151,7 +164,12 @@ VORN_EXPORT int VORNUnregisterDrawCallback(VORNDrawCallback_f callback, int phas
     DrawBucket* bucket = FindBucket(phase, wantsBefore);
     if (bucket == nullptr)
         return 0;
-    const int removed = UnregisterFirst(*bucket, SameDraw(callback, phase, wantsBefore, refcon));
+    // The first callback with these values goes, whoever owns it.
+    int32_t owner = VORN_NO_PLUGIN_ID;
+    const int removed =
+        UnregisterFirst(*bucket, SameDraw(callback, phase, wantsBefore, refcon), &owner);
+    if (removed != 0 && bucket->CountOwnedBy(owner) == 0)
+        gDrawState.drawPairs.Drop(owner, DrawPair(phase, wantsBefore));
     DropIfUnused(phase, wantsBefore);
     return removed;
 }
@@ -235,21 +253,24 @@ int VORNDispatchKeySniffers(char key, int flags, char virtualKey, bool beforeWin
 
 void VORNDrawCleanupHook(int id)
 {
-    auto ownedBy = [id](const auto& r) { return r.owner == id; };
-    ForEachBucket([&](DrawBucket& bucket) { bucket.KillIf(ownedBy); });
-    auto& others = gDrawState.otherDrawCallbacks;
-    for (auto it = others.begin(); it != others.end();)
-        it = Unused(it->second) ? others.erase(it) : std::next(it);
-    gDrawState.keyCallbacks.KillIf(ownedBy);
+    for (const DrawPair& pair : gDrawState.drawPairs.Take(id)) {
+        if (DrawBucket* bucket = FindBucket(pair.first, pair.second)) {
+            bucket->KillOwnedBy(id);
+            DropIfUnused(pair.first, pair.second);
+        }
+    }
+    gDrawState.keyCallbacks.KillOwnedBy(id);
 }
 
 void VORNCountDrawHoldings(int id, VORNPluginInventory* inventory)
 {
-    auto ownedBy = [id](const auto& r) { return r.owner == id; };
     int32_t drawCallbacks = 0;
-    ForEachBucket([&](DrawBucket& bucket) { drawCallbacks += bucket.CountIf(ownedBy); });
+    for (const DrawPair& pair : gDrawState.drawPairs.Of(id)) {
+        if (DrawBucket* bucket = FindBucket(pair.first, pair.second))
+            drawCallbacks += bucket->CountOwnedBy(id);
+    }
     inventory->drawCallbacks = drawCallbacks;
-    inventory->keySniffers = gDrawState.keyCallbacks.CountIf(ownedBy);
+    inventory->keySniffers = gDrawState.keyCallbacks.CountOwnedBy(id);
 }
 
 void VORNResetDraw()

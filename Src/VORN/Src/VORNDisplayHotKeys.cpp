@@ -71,14 +71,13 @@ VORN_EXPORT VORNHotKeyID VORNRegisterHotKey(char virtualKey, int flags, const ch
         record->description = description != nullptr ? description : "";
         record->callback = callback;
         record->refcon = refcon;
-        // Allocate the index entry first; after the id set has taken the
-        // record nothing may fail. Its key needs the serial that linking
-        // gives the record.
+        // Allocate the index entries first; once the list has taken the
+        // record nothing may fail. The combination's key needs the serial
+        // that linking gives the record.
         std::map<Combination, VORNHotKeyInfoRecord*> staging{{Combination(), record.get()}};
         auto entry = staging.extract(staging.begin());
         StIterateHotKeys iterate;
-        gHotKeyState.linkedHotKeys.insert(record.get());
-        gHotKeyState.hotKeys.PushFront(record.get());
+        VORNLinkWithId(gHotKeyState.hotKeys, gHotKeyState.linkedHotKeys, record.get());
         entry.key() = CombinationOf(*record);
         gHotKeyState.byCombination.insert(std::move(entry));
         return static_cast<VORNHotKeyID>(record.release());
@@ -162,13 +161,12 @@ int VORNDispatchHotKeys(char virtualKey, int flags)
 
 void VORNHotKeyCleanupHook(int id)
 {
-    gHotKeyState.hotKeys.KillIf([id](const VORNHotKeyInfoRecord& r) { return r.owner == id; });
+    gHotKeyState.hotKeys.KillOwnedBy(id);
 }
 
 void VORNCountHotKeyHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->hotKeys =
-        gHotKeyState.hotKeys.CountIf([id](const VORNHotKeyInfoRecord& r) { return r.owner == id; });
+    inventory->hotKeys = gHotKeyState.hotKeys.CountOwnedBy(id);
 }
 
 void VORNResetHotKeys()

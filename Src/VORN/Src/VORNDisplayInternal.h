@@ -15,6 +15,8 @@
 
 #include <cstdint>
 #include <string>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 // A draw callback. Each (phase, wantsBefore) pair keeps its callbacks in a
@@ -62,6 +64,19 @@ struct VORNHotKeyInfoRecord : VORNResource_t {
     VORNHotKey_f callback = nullptr;
     void* refcon = nullptr;
 };
+
+// Links record at the front of list and enters its id in ids (the registry's
+// set of linked ids, windows' or hot keys'), both or neither: the id's entry
+// is made first, so that once the list has taken the record nothing can fail.
+template <typename T>
+void VORNLinkWithId(VORNResourceList<T>& list, std::unordered_set<const void*>& ids, T* record)
+{
+    std::unordered_set<const void*> staging{record};
+    auto id = staging.extract(staging.begin());
+    ids.reserve(ids.size() + 1);  // the insert below cannot rehash
+    list.PushFront(record);
+    ids.insert(std::move(id));
+}
 
 // ---- Host entry points (VORNDisplay.cpp) ------------------------------------------
 // Host drawing step 1..26: runs the plug-in phase(s) of that step. Returns 0

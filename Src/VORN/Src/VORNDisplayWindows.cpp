@@ -19,9 +19,11 @@ namespace {
 
 void ForgetWindow(VORNWindowRecord* window);
 
+using WindowList = VORNResourceList<VORNWindowRecord>;
+
 struct WindowState {
     // Front to back: the newest or last raised window first.
-    VORNResourceList<VORNWindowRecord> windows{ForgetWindow};
+    WindowList windows{ForgetWindow};
     // Ids of the windows linked in windows (a destroyed one until it leaves
     // the list), so that checking an id costs one look-up however many are
     // open.
@@ -49,25 +51,22 @@ void ForgetWindow(VORNWindowRecord* window)
         gWindowState.dragWindow = nullptr;
 }
 
-// The windows front to back as they stood when the walk began, with an
-// iteration of the list open for the walk's lifetime. Callbacks run during
-// the walk may create, destroy, raise or hide windows: new windows are not
-// visited, destroyed ones stay allocated (dead) until the walk ends, and a
-// raised window is still visited once, in its old place, instead of
-// sending the walk round again.
+// The windows front to back as they stood when the walk began (all of them,
+// or one plug-in's), with an iteration of the list open for the walk's
+// lifetime. Callbacks run during the walk may create, destroy, raise or hide
+// windows: new windows are not visited, destroyed ones stay allocated (dead)
+// until the walk ends, and a raised window is still visited once, in its old
+// place, instead of sending the walk round again.
 class StWindowWalk {
 public:
     StWindowWalk() : mIterate(gWindowState.windows)
     {
-        auto& buffers = gWindowState.walkBuffers;
-        if (gWindowState.walkDepth == buffers.size())
-            buffers.push_back(std::make_unique<std::vector<VORNWindowRecord*>>());
-        mOrder = buffers[gWindowState.walkDepth].get();
-        mOrder->clear();
-        auto& windows = gWindowState.windows;
-        for (auto* w = windows.First(); w != nullptr; w = windows.Next(w))
-            mOrder->push_back(w);
-        ++gWindowState.walkDepth;
+        Take(gWindowState.windows.First(), &WindowList::Next);
+    }
+
+    explicit StWindowWalk(int32_t owner) : mIterate(gWindowState.windows)
+    {
+        Take(gWindowState.windows.FirstOwnedBy(owner), &WindowList::NextOwned);
     }
     ~StWindowWalk() { --gWindowState.walkDepth; }
     StWindowWalk(const StWindowWalk&) = delete;
@@ -76,6 +75,20 @@ public:
     const std::vector<VORNWindowRecord*>& FrontToBack() const { return *mOrder; }
 
 private:
+    // Fills the buffer of this walk's depth with first and the records that
+    // next leads on to.
+    void Take(VORNWindowRecord* first, VORNWindowRecord* (*next)(VORNWindowRecord*))
+    {
+        auto& buffers = gWindowState.walkBuffers;
+        if (gWindowState.walkDepth == buffers.size())
+            buffers.push_back(std::make_unique<std::vector<VORNWindowRecord*>>());
+        mOrder = buffers[gWindowState.walkDepth].get();
+        mOrder->clear();
+        for (VORNWindowRecord* w = first; w != nullptr; w = next(w))
+            mOrder->push_back(w);
+        ++gWindowState.walkDepth;
+    }
+
     StIterate<VORNWindowRecord> mIterate;
     std::vector<VORNWindowRecord*>* mOrder = nullptr;
 };
@@ -120,8 +133,7 @@ VORNWindowID CreateWindowFrom(const VORNCreateWindow_t& params)
     window->wheelCallback = params.handleMouseWheelFunc;
     window->owner = VORNGetDispatchedPlugin();
     window->refcon = params.refcon;
-    gWindowState.linkedWindows.insert(window.get());
-    gWindowState.windows.PushFront(window.get());
+    VORNLinkWithId(gWindowState.windows, gWindowState.linkedWindows, window.get());
     return window.release();
 }
 
@@ -361,14 +373,11 @@ void SendPointerToDragWindow(int status)
     VORNDispatchWindowMouseClick(x, y, status);
 }
 
-// Removes the windows for which pred holds, giving back focus and drag first.
-template <typename Pred>
-void KillWindowsWhere(Pred pred)
+// Removes plug-in id's windows, giving back focus and drag first.
+void KillWindowsOf(int32_t id)
 {
-    StWindowWalk walk;
+    StWindowWalk walk(id);
     for (VORNWindowRecord* w : walk.FrontToBack()) {
-        if (!pred(*w))
-            continue;
         if (gWindowState.focusWindow == w)
             VORNTakeKeyboardFocus(nullptr);
         if (gWindowState.dragWindow == w)
@@ -449,13 +458,12 @@ void VORNWindowDisableHook(int id)
 
 void VORNWindowCleanupHook(int id)
 {
-    KillWindowsWhere([id](const VORNWindowRecord& r) { return r.owner == id; });
+    KillWindowsOf(id);
 }
 
 void VORNCountWindowHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->windows =
-        gWindowState.windows.CountIf([id](const VORNWindowRecord& r) { return r.owner == id; });
+    inventory->windows = gWindowState.windows.CountOwnedBy(id);
 }
 
 void VORNResetWindows()

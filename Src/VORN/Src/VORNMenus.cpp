@@ -19,7 +19,8 @@ namespace {
 const char kPluginsMenuName[] = "Plugins";
 const char kSeparatorName[] = "-";
 
-using ItemKey = std::tuple<int32_t, uint64_t, uint64_t>;  // host item, menu, item
+using ItemKey = std::tuple<int32_t, uint64_t, uint64_t>;  // host item or owner, menu, item
+using MenuKey = std::pair<int32_t, uint64_t>;              // owner, menu
 
 struct MenusState {
     // Every menu, in creation order. A menu id is the address of its record.
@@ -35,6 +36,10 @@ struct MenusState {
     // Every item by its host id, then in walk order: a pick finds the first
     // item the host means with one look-up however many items there are.
     std::set<ItemKey> itemsByHostId;
+    // Every menu and every item by its owner, in creation order, so that a
+    // plug-in's clean-up and its count visit only what it made.
+    std::set<MenuKey> menusByOwner;
+    std::set<ItemKey> itemsByOwner;
 };
 MenusState gMenus;
 
@@ -43,10 +48,33 @@ ItemKey KeyOf(const VORNMenuInfo_t& menu, const VORNItemInfo_t& item)
     return ItemKey(item.hostItem, menu.serial, item.serial);
 }
 
+ItemKey OwnerKeyOf(const VORNMenuInfo_t& menu, const VORNItemInfo_t& item)
+{
+    return ItemKey(item.owner, menu.serial, item.serial);
+}
+
 void ForgetItemsOf(const VORNMenuInfo_t& menu)
 {
-    for (const VORNItemInfo_t& item : menu.items)
+    for (const VORNItemInfo_t& item : menu.items) {
         gMenus.itemsByHostId.erase(KeyOf(menu, item));
+        gMenus.itemsByOwner.erase(OwnerKeyOf(menu, item));
+    }
+}
+
+// The menu numbered serial; it must exist.
+std::vector<std::unique_ptr<VORNMenuInfo_t>>::iterator MenuBySerial(uint64_t serial)
+{
+    return std::lower_bound(gMenus.menus.begin(), gMenus.menus.end(), serial,
+                            [](const auto& m, uint64_t s) { return m->serial < s; });
+}
+
+// The position in menu of the item numbered serial; it must exist.
+int PositionOf(const VORNMenuInfo_t& menu, uint64_t serial)
+{
+    const auto item = std::lower_bound(
+        menu.items.begin(), menu.items.end(), serial,
+        [](const VORNItemInfo_t& it, uint64_t s) { return it.serial < s; });
+    return static_cast<int>(item - menu.items.begin());
 }
 
 // The first item in walk order that the host knows as hostItem, with its
@@ -56,15 +84,22 @@ VORNItemInfo_t* FindHostItem(int hostItem, VORNMenuInfo_t** outMenu)
     auto key = gMenus.itemsByHostId.lower_bound(ItemKey(hostItem, 0, 0));
     if (key == gMenus.itemsByHostId.end() || std::get<0>(*key) != hostItem)
         return nullptr;
-    auto menu = std::lower_bound(
-        gMenus.menus.begin(), gMenus.menus.end(), std::get<1>(*key),
-        [](const auto& m, uint64_t serial) { return m->serial < serial; });
-    auto& items = (*menu)->items;
-    auto item = std::lower_bound(
-        items.begin(), items.end(), std::get<2>(*key),
-        [](const VORNItemInfo_t& it, uint64_t serial) { return it.serial < serial; });
-    *outMenu = menu->get();
-    return &*item;
+    VORNMenuInfo_t* menu = MenuBySerial(std::get<1>(*key))->get();
+    *outMenu = menu;
+    return &menu->items[PositionOf(*menu, std::get<2>(*key))];
+}
+
+// How many of the keys in index (keys that start with an owner) are owner's.
+template <typename Key>
+int32_t CountOwned(const std::set<Key>& index, int32_t owner)
+{
+    Key first{};
+    std::get<0>(first) = owner;
+    int32_t count = 0;
+    for (auto key = index.lower_bound(first); key != index.end() && std::get<0>(*key) == owner;
+         ++key)
+        ++count;
+    return count;
 }
 
 // The record behind a menu id, or null for an id the library never handed out
@@ -101,11 +136,12 @@ const char* NameOrEmpty(const char* name)
 
 int AppendItem(VORNMenuInfo_t& menu, const char* name, void* itemRef, int fourth)
 {
-    // Make room first (the index entry too): once the host has the item,
+    // Make room first (the index entries too): once the host has the item,
     // recording it cannot fail.
     menu.items.reserve(menu.items.size() + 1);
-    std::set<ItemKey> staging{ItemKey()};
+    std::set<ItemKey> staging{ItemKey(0, 0, 0), ItemKey(1, 0, 0)};
     auto indexEntry = staging.extract(staging.begin());
+    auto ownerEntry = staging.extract(staging.begin());
     VORNItemInfo_t item;
     item.hostItem = gHooks->AppendMenuItem(menu.hostMenu, NameOrEmpty(name), itemRef, fourth);
     item.itemRef = itemRef;
@@ -118,6 +154,8 @@ int AppendItem(VORNMenuInfo_t& menu, const char* name, void* itemRef, int fourth
     menu.items.push_back(item);
     indexEntry.value() = KeyOf(menu, item);
     gMenus.itemsByHostId.insert(std::move(indexEntry));
+    ownerEntry.value() = OwnerKeyOf(menu, item);
+    gMenus.itemsByOwner.insert(std::move(ownerEntry));
     return static_cast<int>(earlier);
 }
 
@@ -132,11 +170,15 @@ VORNMenuInfo_t* CreateMenuRecord(const char* name, VORNMenuInfo_t* parent, int p
     }
     auto menu = std::make_unique<VORNMenuInfo_t>();
     gMenus.menus.reserve(gMenus.menus.size() + 1);
+    std::set<MenuKey> staging{MenuKey()};
+    auto ownerEntry = staging.extract(staging.begin());
     menu->hostMenu = gHooks->CreateMenu(hostParent, position, NameOrEmpty(name));
     menu->menuRef = menuRef;
     menu->handler = handler;
     menu->owner = VORNGetDispatchedPlugin();
     menu->serial = gMenus.nextMenuSerial++;
+    ownerEntry.value() = MenuKey(menu->owner, menu->serial);
+    gMenus.menusByOwner.insert(std::move(ownerEntry));
     gMenus.menus.push_back(std::move(menu));
     return gMenus.menus.back().get();
 }
@@ -145,26 +187,26 @@ void RemoveItemAt(VORNMenuInfo_t& menu, int position)
 {
     gHooks->RemoveMenuItem(menu.hostMenu, position);
     gMenus.itemsByHostId.erase(KeyOf(menu, menu.items[position]));
+    gMenus.itemsByOwner.erase(OwnerKeyOf(menu, menu.items[position]));
     menu.items.erase(menu.items.begin() + position);
 }
 
-// Removes every item of plugin; the positions of the others close up.
+// Removes every item of plugin, first to last; the positions of the others
+// close up.
 void RemoveItemsOf(VORNMenuInfo_t& menu, int plugin)
 {
-    size_t position = 0;
-    while (position < menu.items.size()) {
-        if (menu.items[position].owner == plugin)
-            RemoveItemAt(menu, static_cast<int>(position));
-        else
-            ++position;
-    }
+    const auto& index = gMenus.itemsByOwner;
+    for (auto key = index.lower_bound(ItemKey(plugin, menu.serial, 0));
+         key != index.end() && std::get<0>(*key) == plugin && std::get<1>(*key) == menu.serial;
+         key = index.lower_bound(ItemKey(plugin, menu.serial, 0)))
+        RemoveItemAt(menu, PositionOf(menu, std::get<2>(*key)));
 }
 
 void EraseMenu(const VORNMenuInfo_t* menu)
 {
     ForgetItemsOf(*menu);
-    gMenus.menus.erase(std::find_if(gMenus.menus.begin(), gMenus.menus.end(),
-                              [menu](const auto& m) { return m.get() == menu; }));
+    gMenus.menusByOwner.erase(MenuKey(menu->owner, menu->serial));
+    gMenus.menus.erase(MenuBySerial(menu->serial));
 }
 
 // The item that the caller's index names, with its absolute position; on an
@@ -361,12 +403,8 @@ int VORNHandleMenuItemEnable(long hostMenu, int position)
 
 void VORNCountMenuHoldings(int plugin, VORNPluginInventory* inventory)
 {
-    for (const auto& menu : gMenus.menus) {
-        inventory->menus += menu->owner == plugin ? 1 : 0;
-        inventory->menuItems += static_cast<int32_t>(
-            std::count_if(menu->items.begin(), menu->items.end(),
-                          [plugin](const VORNItemInfo_t& item) { return item.owner == plugin; }));
-    }
+    inventory->menus += CountOwned(gMenus.menusByOwner, plugin);
+    inventory->menuItems += CountOwned(gMenus.itemsByOwner, plugin);
 }
 
 size_t VORNMenuCount()
@@ -383,17 +421,21 @@ VORNMenuInfo_t* VORNMenuAt(size_t position)
 
 void VORNMenuCleanupHook(int plugin)
 {
-    for (auto menu = gMenus.menus.begin(); menu != gMenus.menus.end();) {
-        if ((*menu)->owner == plugin && menu->get() != gMenus.pluginMenu) {
-            // The whole menu goes; the host drops its items with it. A host
-            // whose table stops short of the DestroyMenu slot cannot be told.
-            if (VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
-                gHooks->DestroyMenu((*menu)->hostMenu);
-            ForgetItemsOf(**menu);
-            menu = gMenus.menus.erase(menu);
-        } else {
-            ++menu;
-        }
+    // Its menus, oldest first, except "Plugins", which outlives everyone.
+    const auto& menus = gMenus.menusByOwner;
+    uint64_t after = 0;
+    for (auto key = menus.lower_bound(MenuKey(plugin, after));
+         key != menus.end() && key->first == plugin;
+         key = menus.lower_bound(MenuKey(plugin, after))) {
+        after = key->second + 1;
+        VORNMenuInfo_t* menu = MenuBySerial(key->second)->get();
+        if (menu == gMenus.pluginMenu)
+            continue;
+        // The whole menu goes; the host drops its items with it. A host
+        // whose table stops short of the DestroyMenu slot cannot be told.
+        if (VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
+            gHooks->DestroyMenu(menu->hostMenu);
+        EraseMenu(menu);
     }
     if (gMenus.pluginMenu != nullptr)
         RemoveItemsOf(*gMenus.pluginMenu, plugin);

@@ -193,14 +193,12 @@ int VORNDoFlightLoopProcessing(float passTime, int phaseSelector)
 
 void VORNCountFlightLoopHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->flightLoops = gProcessing.flightLoops.CountIf(
-        [id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
+    inventory->flightLoops = gProcessing.flightLoops.CountOwnedBy(id);
 }
 
 void VORNProcessingCleanupHook(int id)
 {
-    gProcessing.flightLoops.KillIf(
-        [id](const VORNFlightLoopRecord& loop) { return loop.owner == id; });
+    gProcessing.flightLoops.KillOwnedBy(id);
 }
 
 void VORNResetProcessing()

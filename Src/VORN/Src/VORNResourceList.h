@@ -20,24 +20,39 @@
 //    them on to the records that followed it;
 //  - dispatch loops read the next link after the callback returns, which is
 //    safe because nothing is freed while they run.
+//
+// Every record belongs to a plug-in (its `owner` field). Besides the list
+// itself, the records of each owner are chained together, in list order, so
+// that unloading a plug-in or counting what it holds visits only its own
+// records, however many other plug-ins have. A record is in its owner's chain
+// exactly while it is linked in the list (dead or not), and a record's owner
+// never changes while it is linked.
 #ifndef VORN_RESOURCE_LIST_H
 #define VORN_RESOURCE_LIST_H
 
 #include <cstdint>
+#include <set>
 #include <type_traits>
+#include <unordered_map>
 
 // The header every record of a VORNResourceList starts with.
 struct VORNResource_t {
     VORNResource_t* next = nullptr;
     bool dead = false;
+    int32_t chainOwner = -1;  // the owner whose chain holds the record while it is linked
     VORNResource_t* prev = nullptr;
     VORNResource_t* killLink = nullptr;
     uint64_t serial = 0;  // 1, 2, ... in the order records joined their list
+    // The neighbours among the same owner's records of the list, in list
+    // order; like next/prev they stay as they were when the record leaves.
+    VORNResource_t* ownerNext = nullptr;
+    VORNResource_t* ownerPrev = nullptr;
 };
 
-// T is a record type derived from VORNResource_t, allocated with new. Its
-// destructor is the payload's destroy hook (for example a record that owns a
-// string releases it there); it runs when the record is finally freed.
+// T is a record type derived from VORNResource_t, allocated with new, with an
+// int32_t field `owner` (the plug-in it belongs to) set before it is linked.
+// Its destructor is the payload's destroy hook (for example a record that
+// owns a string releases it there); it runs when the record is finally freed.
 template <typename T>
 class VORNResourceList {
     static_assert(std::is_base_of<VORNResource_t, T>::value, "records start with VORNResource_t");
@@ -67,6 +82,7 @@ public:
             mGraveyard = other.mGraveyard;
             mSerial = other.mSerial;
             mOnUnlink = other.mOnUnlink;
+            mChains.swap(other.mChains);
             other.mHead = other.mKillList = other.mGraveyard = nullptr;
             other.mDepth = 0;
             other.mPurgePending = false;
@@ -94,9 +110,22 @@ public:
     static T* Next(T* node) { return static_cast<T*>(node->next); }
     static T* Prev(T* node) { return static_cast<T*>(node->prev); }
 
-    // Links a new record in front of the first one; the list keeps it.
+    // The first record of owner in list order, removed ones not yet taken
+    // out included; NextOwned leads on to owner's next one.
+    T* FirstOwnedBy(int32_t owner) const
+    {
+        const auto chain = mChains.find(owner);
+        return chain != mChains.end() ? static_cast<T*>(chain->second.first) : nullptr;
+    }
+
+    static T* NextOwned(T* node) { return static_cast<T*>(node->ownerNext); }
+
+    // Links a new record in front of the first one; the list keeps it. May
+    // throw std::bad_alloc (the first record of an owner opens its chain);
+    // then nothing has changed and the caller still has the record.
     void PushFront(T* node)
     {
+        Chain& chain = ChainOf(node);
         VORNResource_t* first = First();
         node->prev = nullptr;
         node->next = first;
@@ -104,13 +133,15 @@ public:
         if (first != nullptr)
             first->prev = node;
         mHead = node;
+        LinkFirstInChain(chain, node);
     }
 
     // Links a new record behind the last one (registries kept oldest first);
     // the list keeps it. Walks running now meet it unless they stop at the
-    // serial they began with.
+    // serial they began with. May throw as PushFront does.
     void PushBack(T* node)
     {
+        Chain& chain = ChainOf(node);
         VORNResource_t* last = Last();
         node->next = nullptr;
         node->prev = last;
@@ -119,21 +150,32 @@ public:
             last->next = node;
         else
             mHead = node;
+        node->ownerNext = nullptr;
+        node->ownerPrev = chain.last;
+        (chain.last != nullptr ? chain.last->ownerNext : chain.first) = node;
+        chain.last = node;
     }
 
     // The serial of the newest record linked so far (0: none yet). A walk
     // that must not meet records added while it runs skips those above it.
     uint64_t Serial() const { return mSerial; }
 
-    // Moves a live record to the front (window z-order). A walk following
-    // next links could then meet records twice; the window walks therefore
-    // go over a snapshot of the order taken when they begin.
+    // Moves a live record to the front (window z-order), keeping its serial.
+    // A walk following next links could then meet records twice; the window
+    // walks therefore go over a snapshot of the order taken when they begin.
     void MoveToFront(T* node)
     {
-        const uint64_t serial = node->serial;
-        Unlink(node);
-        PushFront(node);
-        node->serial = serial;  // raised, not new
+        UnlinkFromList(node);
+        VORNResource_t* first = First();
+        node->prev = nullptr;
+        node->next = first;
+        if (first != nullptr)
+            first->prev = node;
+        mHead = node;
+        // The owner's chain is there already, since node is in it.
+        Chain& chain = mChains.find(node->chainOwner)->second;
+        UnlinkFromChain(chain, node);
+        LinkFirstInChain(chain, node);
     }
 
     void BeginIterate() { ++mDepth; }
@@ -182,6 +224,16 @@ public:
         EndIterate();
     }
 
+    // Removes every record of owner, within one iteration and in list order,
+    // as KillIf does, but visiting only that owner's records.
+    void KillOwnedBy(int32_t owner)
+    {
+        BeginIterate();
+        for (T* node = FirstOwnedBy(owner); node != nullptr; node = NextOwned(node))
+            VORNKillResource(node, true);
+        EndIterate();
+    }
+
     // Live records for which pred(record) holds.
     template <typename Pred>
     int32_t CountIf(Pred pred)
@@ -192,13 +244,51 @@ public:
         return count;
     }
 
+    // Live records of owner.
+    int32_t CountOwnedBy(int32_t owner) const
+    {
+        int32_t count = 0;
+        for (T* node = FirstOwnedBy(owner); node != nullptr; node = NextOwned(node))
+            count += node->dead ? 0 : 1;
+        return count;
+    }
+
     int32_t Depth() const { return mDepth; }
     bool PurgePending() const { return mPurgePending; }
 
 private:
+    // The first and last record of one owner.
+    struct Chain {
+        VORNResource_t* first = nullptr;
+        VORNResource_t* last = nullptr;
+    };
+
+    // The chain node joins, opened if need be (may throw, changing nothing).
+    Chain& ChainOf(T* node)
+    {
+        Chain& chain = mChains[node->owner];
+        node->chainOwner = node->owner;
+        return chain;
+    }
+
+    static void LinkFirstInChain(Chain& chain, VORNResource_t* node)
+    {
+        node->ownerPrev = nullptr;
+        node->ownerNext = chain.first;
+        (chain.first != nullptr ? chain.first->ownerPrev : chain.last) = node;
+        chain.first = node;
+    }
+
+    // Takes node out of its owner's chain; its own links stay as they were.
+    static void UnlinkFromChain(Chain& chain, VORNResource_t* node)
+    {
+        (node->ownerPrev != nullptr ? node->ownerPrev->ownerNext : chain.first) = node->ownerNext;
+        (node->ownerNext != nullptr ? node->ownerNext->ownerPrev : chain.last) = node->ownerPrev;
+    }
+
     // Takes node out of the list; its own links stay as they were, so that a
     // walk standing on it can still move on.
-    void Unlink(VORNResource_t* node)
+    void UnlinkFromList(VORNResource_t* node)
     {
         if (mHead == node)
             mHead = node->next != nullptr ? node->next : node->prev;
@@ -206,6 +296,17 @@ private:
             node->prev->next = node->next;
         if (node->next != nullptr)
             node->next->prev = node->prev;
+    }
+
+    // Takes node out of the list and of its owner's chain, closing the chain
+    // when it was the owner's last record.
+    void Unlink(VORNResource_t* node)
+    {
+        UnlinkFromList(node);
+        const auto chain = mChains.find(node->chainOwner);
+        UnlinkFromChain(chain->second, node);
+        if (chain->second.first == nullptr)
+            mChains.erase(chain);
     }
 
     // Takes every queued record out of the list. With no iteration left they
@@ -246,6 +347,7 @@ private:
             node = next;
         }
         mHead = mKillList = nullptr;
+        mChains.clear();
         FreeGraveyard();
         mDepth = 0;
         mPurgePending = false;
@@ -258,6 +360,7 @@ private:
     VORNResource_t* mGraveyard = nullptr;  // unlinked, freed when the depth is 0
     uint64_t mSerial = 0;                  // the last serial handed out
     void (*mOnUnlink)(T*) = nullptr;
+    std::unordered_map<int32_t, Chain> mChains;  // by owner; only owners with records
 };
 
 // Keeps one iteration of a list open for the scope, on every path out.
@@ -271,6 +374,53 @@ public:
 
 private:
     VORNResourceList<T>& mList;
+};
+
+// For a registry made of many lists (handlers per command, subscribers per
+// shared item, draw callbacks per phase): the keys of the lists in which each
+// owner has live records, so that a clean-up or a count visits only those.
+// The registry adds a list's key before it links a record there (so a failed
+// link leaves at most a key too many, which costs a look-up and nothing
+// else) and drops it once the owner has no live record left in that list.
+template <typename Key>
+class VORNListsByOwner {
+public:
+    // May throw std::bad_alloc, changing nothing.
+    void Add(int32_t owner, const Key& key) { mKeys[owner].insert(key); }
+
+    void Drop(int32_t owner, const Key& key)
+    {
+        const auto found = mKeys.find(owner);
+        if (found == mKeys.end())
+            return;
+        found->second.erase(key);
+        if (found->second.empty())
+            mKeys.erase(found);
+    }
+
+    // The keys of owner's lists, in key order (empty when none).
+    const std::set<Key>& Of(int32_t owner) const
+    {
+        static const std::set<Key> kNone;
+        const auto found = mKeys.find(owner);
+        return found != mKeys.end() ? found->second : kNone;
+    }
+
+    // Forgets owner, handing back the keys it had: for a clean-up, which
+    // removes all of owner's records from those lists.
+    std::set<Key> Take(int32_t owner)
+    {
+        std::set<Key> keys;
+        const auto found = mKeys.find(owner);
+        if (found != mKeys.end()) {
+            keys.swap(found->second);
+            mKeys.erase(found);
+        }
+        return keys;
+    }
+
+private:
+    std::unordered_map<int32_t, std::set<Key>> mKeys;
 };
 
 #endif

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -20,6 +21,8 @@ using ProbeMap = std::map<VORNProbe_t*, std::unique_ptr<VORNProbe_t>>;
 struct SceneryState {
     // Every live probe, by its address (the handle the plug-in holds).
     ProbeMap probes;
+    // The live probes of each plug-in, by address.
+    std::unordered_map<int32_t, std::set<VORNProbe_t*>> probesByOwner;
     // Host indices of destroyed probes, waiting for reuse: the host never
     // forgets a probe, so its numbers are recycled here.
     std::set<int> freeProbes;
@@ -43,11 +46,16 @@ int TakeHostIndex()
     return index;
 }
 
-// Frees the probe at live and returns the one after it.
-ProbeMap::iterator DestroyProbe(ProbeMap::iterator live)
+// Frees the probe at live.
+void DestroyProbe(ProbeMap::iterator live)
 {
-    gScenery.freeProbes.insert(live->first->hostIndex);
-    return gScenery.probes.erase(live);
+    VORNProbe_t* const probe = live->first;
+    gScenery.freeProbes.insert(probe->hostIndex);
+    const auto owned = gScenery.probesByOwner.find(probe->owner);
+    owned->second.erase(probe);
+    if (owned->second.empty())
+        gScenery.probesByOwner.erase(owned);
+    gScenery.probes.erase(live);
 }
 
 std::vector<void*>& ObjectsOf(int id)
@@ -87,8 +95,14 @@ VORN_EXPORT VORNProbeRef VORNCreateProbe(int probeType)
         auto probe = std::make_unique<VORNProbe_t>(
             VORNProbe_t{VORNGetDispatchedPlugin(), probeType, 0});
         VORNProbe_t* const handle = probe.get();
+        // The owner's entry first (left empty should the rest fail): once
+        // the probe is in the registry, indexing it cannot fail.
+        std::set<VORNProbe_t*>& owned = gScenery.probesByOwner[probe->owner];
+        std::set<VORNProbe_t*> staging{handle};
+        auto ownerEntry = staging.extract(staging.begin());
         probe->hostIndex = TakeHostIndex();
         gScenery.probes.emplace(handle, std::move(probe));
+        owned.insert(std::move(ownerEntry));
         return handle;
     });
 }
@@ -207,9 +221,9 @@ VORN_EXPORT int VORNLookupObjects(const char* path, float latitude, float longit
 
 void VORNCountSceneryHoldings(int id, VORNPluginInventory* inventory)
 {
-    inventory->probes = static_cast<int32_t>(
-        std::count_if(gScenery.probes.begin(), gScenery.probes.end(),
-                      [id](const ProbeMap::value_type& p) { return p.first->owner == id; }));
+    const auto owned = gScenery.probesByOwner.find(id);
+    inventory->probes =
+        owned == gScenery.probesByOwner.end() ? 0 : static_cast<int32_t>(owned->second.size());
     const auto found = gScenery.objects.find(id);
     inventory->objects =
         found == gScenery.objects.end() ? 0 : static_cast<int32_t>(found->second.size());
@@ -220,11 +234,12 @@ void VORNCountSceneryHoldings(int id, VORNPluginInventory* inventory)
 void VORNSceneryCleanupHook(int id)
 {
     // Nothing here calls a plug-in, so the probes can be freed as they are met.
-    for (auto probe = gScenery.probes.begin(); probe != gScenery.probes.end();) {
-        if (probe->first->owner == id)
-            probe = DestroyProbe(probe);
+    auto& byOwner = gScenery.probesByOwner;
+    for (auto owned = byOwner.find(id); owned != byOwner.end(); owned = byOwner.find(id)) {
+        if (owned->second.empty())
+            byOwner.erase(owned);  // left by a creation that failed
         else
-            ++probe;
+            DestroyProbe(gScenery.probes.find(*owned->second.begin()));
     }
     std::vector<void*>& objects = ObjectsOf(id);
     for (void* object : objects)

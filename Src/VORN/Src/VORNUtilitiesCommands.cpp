@@ -26,6 +26,8 @@ struct CommandsState {
     // in the order they run. Entries are never removed, only emptied.
     HandlerMap preHooks;
     HandlerMap postHooks;
+    // Per plug-in: the handler lists (of either map) holding its handlers.
+    VORNListsByOwner<HandlerList*> handlerLists;
     // Per plug-in (ascending id): the commands it has begun and not ended.
     std::map<int, std::set<VORNCommandRef>> commandMap;
     // The per-frame repeat's flat copy of commandMap, kept from one frame to
@@ -53,16 +55,10 @@ int PhaseOf(int isStart, int isEnd)
 bool RunCommandHandler(const VORNCommandCB_t& handler, VORNCommandRef command, int phase)
 {
     // A handler that throws counts as having let the event through.
-    const int result = VORNCallPlugin(VORNCallKind::kCommand, handler.plugin, 1, [&] {
+    const int result = VORNCallPlugin(VORNCallKind::kCommand, handler.owner, 1, [&] {
         return handler.callback(command, phase, handler.refcon);
     });
     return result != 0;
-}
-
-// Matches the handlers that plugin registered.
-auto OwnedBy(int plugin)
-{
-    return [plugin](const VORNCommandCB_t& handler) { return handler.plugin == plugin; };
 }
 
 bool IsHeld(int plugin, VORNCommandRef command)
@@ -127,14 +123,16 @@ VORN_EXPORT void VORNRegisterCommandHandler(VORNCommandRef command,
     VORNNoThrow([&] {
         auto handler = std::make_unique<VORNCommandCB_t>();
         handler->callback = callback;
-        handler->plugin = VORNGetDispatchedPlugin();
+        handler->owner = VORNGetDispatchedPlugin();
         handler->refcon = refcon;
         HandlerList& handlers = HookMapFor(before)[command];
+        gCommands.handlerLists.Add(handler->owner, &handlers);
         // Before-handlers run newest first, after-handlers oldest first.
         if (before != 0)
-            handlers.PushFront(handler.release());
+            handlers.PushFront(handler.get());
         else
-            handlers.PushBack(handler.release());
+            handlers.PushBack(handler.get());
+        handler.release();
     });
 }
 
@@ -150,9 +148,11 @@ VORN_EXPORT void VORNUnregisterCommandHandler(VORNCommandRef command,
         const int caller = VORNGetDispatchedPlugin();
         for (VORNCommandCB_t* handler = handlers.First(); handler != nullptr;
              handler = HandlerList::Next(handler)) {
-            if (!handler->dead && handler->callback == callback && handler->plugin == caller &&
+            if (!handler->dead && handler->callback == callback && handler->owner == caller &&
                 handler->refcon == refcon) {
                 handlers.Kill(handler);
+                if (handlers.CountOwnedBy(caller) == 0)
+                    gCommands.handlerLists.Drop(caller, &handlers);
                 return;
             }
         }
@@ -218,18 +218,14 @@ void VORNCommandCleanupHook(int plugin)
     for (VORNCommandRef command : held)
         gHooks->CommandEnd(command);
     gCommands.commandMap.erase(plugin);
-    for (HandlerMap* hooks : {&gCommands.preHooks, &gCommands.postHooks}) {
-        for (auto& entry : *hooks)
-            entry.second.KillIf(OwnedBy(plugin));
-    }
+    for (HandlerList* handlers : gCommands.handlerLists.Take(plugin))
+        handlers->KillOwnedBy(plugin);
 }
 
 void VORNCountCommandHoldings(int plugin, VORNPluginInventory* inventory)
 {
-    for (HandlerMap* hooks : {&gCommands.preHooks, &gCommands.postHooks}) {
-        for (auto& entry : *hooks)
-            inventory->commandHandlers += entry.second.CountIf(OwnedBy(plugin));
-    }
+    for (HandlerList* handlers : gCommands.handlerLists.Of(plugin))
+        inventory->commandHandlers += handlers->CountOwnedBy(plugin);
     const auto held = gCommands.commandMap.find(plugin);
     inventory->heldCommands =
         held != gCommands.commandMap.end() ? static_cast<int32_t>(held->second.size()) : 0;

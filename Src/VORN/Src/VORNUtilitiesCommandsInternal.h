@@ -15,7 +15,7 @@
 // list.
 struct VORNCommandCB_t : VORNResource_t {
     VORNCommandCallback_f callback = nullptr;
-    int32_t plugin = VORN_NO_PLUGIN_ID;  // the plug-in dispatched at registration
+    int32_t owner = VORN_NO_PLUGIN_ID;  // the plug-in dispatched at registration
     void* refcon = nullptr;
 };
 
