@@ -166,12 +166,13 @@ StartedLibrary::~StartedLibrary()
     VORNShutdownPlugins();
 }
 
-PrivateLibrary::PrivateLibrary()
+PrivateLibrary::PrivateLibrary(Kind kind)
 {
     // A file of its own: the dynamic loader would hand back the loaded
     // library for the same path.
     const std::string path = mRoot.CopyIn(VORN_BENCH_LIBRARY, "libvorn-copy.so");
-    mModule = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+    mModule = kind == kWithPlugins ? dlmopen(LM_ID_NEWLM, path.c_str(), RTLD_NOW)
+                                   : dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
     if (mModule == nullptr) {
         std::fprintf(stderr, "vorn_bench: %s\n", dlerror());
         std::abort();

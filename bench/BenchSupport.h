@@ -111,9 +111,16 @@ private:
 // exist, since the data-ref registry of a library never shrinks. The copy
 // binds its own symbols first (RTLD_DEEPBIND), so it shares no state with
 // the libvorn.so this program links. Lives until the program ends.
+//
+// Plug-in modules that such a copy loads would still call the libvorn.so of
+// this program. A copy made with kWithPlugins instead lives in a link-map
+// namespace of its own (dlmopen), with its own C and C++ runtimes, where the
+// modules it loads bind to it; its heap is then not the one that
+// BenchHeapBytesInUse measures.
 class PrivateLibrary {
 public:
-    PrivateLibrary();
+    enum Kind { kRegistriesOnly, kWithPlugins };
+    explicit PrivateLibrary(Kind kind = kRegistriesOnly);
     PrivateLibrary(const PrivateLibrary&) = delete;
     PrivateLibrary& operator=(const PrivateLibrary&) = delete;
 

@@ -171,9 +171,11 @@ void CopyAccessors(VORNData_t& record, const VORNData_t& from)
     record.writeRefcon = from.writeRefcon;
 }
 
-// Makes a registered record an orphan, taking it out of its owner's chain.
+// Makes a record an orphan, taking it out of its owner's chain.
 void Orphan(VORNData_t* record)
 {
+    if (record->owner == VORN_NO_PLUGIN_ID)
+        return;  // in no chain
     auto& byOwner = gDataAccess.dataRefsByOwner;
     if (record->ownerPrev != nullptr) {
         record->ownerPrev->ownerNext = record->ownerNext;

@@ -61,12 +61,13 @@ class StWindowWalk {
 public:
     StWindowWalk() : mIterate(gWindowState.windows)
     {
-        Take(gWindowState.windows.First(), &WindowList::Next);
+        Take(gWindowState.windows.First(), [](VORNWindowRecord* w) { return WindowList::Next(w); });
     }
 
     explicit StWindowWalk(int32_t owner) : mIterate(gWindowState.windows)
     {
-        Take(gWindowState.windows.FirstOwnedBy(owner), &WindowList::NextOwned);
+        Take(gWindowState.windows.FirstOwnedBy(owner),
+             [](VORNWindowRecord* w) { return WindowList::NextOwned(w); });
     }
     ~StWindowWalk() { --gWindowState.walkDepth; }
     StWindowWalk(const StWindowWalk&) = delete;
@@ -77,7 +78,8 @@ public:
 private:
     // Fills the buffer of this walk's depth with first and the records that
     // next leads on to.
-    void Take(VORNWindowRecord* first, VORNWindowRecord* (*next)(VORNWindowRecord*))
+    template <typename Next>
+    void Take(VORNWindowRecord* first, Next next)
     {
         auto& buffers = gWindowState.walkBuffers;
         if (gWindowState.walkDepth == buffers.size())

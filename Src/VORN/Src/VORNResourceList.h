@@ -31,6 +31,7 @@
 #define VORN_RESOURCE_LIST_H
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <type_traits>
 #include <unordered_map>
@@ -61,7 +62,11 @@ public:
     // onUnlink, if given, is told of every record as it leaves the list (just
     // before it is freed or set aside until the walks end), for registries
     // that index their records beside the list.
-    explicit VORNResourceList(void (*onUnlink)(T*) = nullptr) : mOnUnlink(onUnlink) {}
+    explicit VORNResourceList(void (*onUnlink)(T*) = nullptr)
+    {
+        if (onUnlink != nullptr)
+            Side().onUnlink = onUnlink;
+    }
     VORNResourceList(const VORNResourceList&) = delete;
     VORNResourceList& operator=(const VORNResourceList&) = delete;
 
@@ -81,8 +86,7 @@ public:
             mPurgePending = other.mPurgePending;
             mGraveyard = other.mGraveyard;
             mSerial = other.mSerial;
-            mOnUnlink = other.mOnUnlink;
-            mChains.swap(other.mChains);
+            mSide = std::move(other.mSide);
             other.mHead = other.mKillList = other.mGraveyard = nullptr;
             other.mDepth = 0;
             other.mPurgePending = false;
@@ -114,8 +118,10 @@ public:
     // out included; NextOwned leads on to owner's next one.
     T* FirstOwnedBy(int32_t owner) const
     {
-        const auto chain = mChains.find(owner);
-        return chain != mChains.end() ? static_cast<T*>(chain->second.first) : nullptr;
+        if (mSide == nullptr)
+            return nullptr;
+        const auto chain = mSide->chains.find(owner);
+        return chain != mSide->chains.end() ? static_cast<T*>(chain->second.first) : nullptr;
     }
 
     static T* NextOwned(T* node) { return static_cast<T*>(node->ownerNext); }
@@ -173,7 +179,7 @@ public:
             first->prev = node;
         mHead = node;
         // The owner's chain is there already, since node is in it.
-        Chain& chain = mChains.find(node->chainOwner)->second;
+        Chain& chain = mSide->chains.find(node->chainOwner)->second;
         UnlinkFromChain(chain, node);
         LinkFirstInChain(chain, node);
     }
@@ -263,10 +269,27 @@ private:
         VORNResource_t* last = nullptr;
     };
 
+    // What not every list needs, held apart so that a list is as small as
+    // the walks over arrays of lists (draw callbacks by phase) want it: the
+    // unlink hook and the owners' chains (by owner, only owners with
+    // records). Made by the first record linked, or by a hook given.
+    struct SideState {
+        void (*onUnlink)(T*) = nullptr;
+        std::unordered_map<int32_t, Chain> chains;
+    };
+
+    // May throw std::bad_alloc, changing nothing.
+    SideState& Side()
+    {
+        if (mSide == nullptr)
+            mSide = std::make_unique<SideState>();
+        return *mSide;
+    }
+
     // The chain node joins, opened if need be (may throw, changing nothing).
     Chain& ChainOf(T* node)
     {
-        Chain& chain = mChains[node->owner];
+        Chain& chain = Side().chains[node->owner];
         node->chainOwner = node->owner;
         return chain;
     }
@@ -303,15 +326,18 @@ private:
     void Unlink(VORNResource_t* node)
     {
         UnlinkFromList(node);
-        const auto chain = mChains.find(node->chainOwner);
+        auto& chains = mSide->chains;
+        const auto chain = chains.find(node->chainOwner);
         UnlinkFromChain(chain->second, node);
         if (chain->second.first == nullptr)
-            mChains.erase(chain);
+            chains.erase(chain);
     }
 
     // Takes every queued record out of the list. With no iteration left they
-    // are freed at once; otherwise they wait in the graveyard.
-    void Purge()
+    // are freed at once; otherwise they wait in the graveyard. Out of line:
+    // the walks that end with nothing to purge (nearly all) should not pay
+    // for its registers.
+    __attribute__((noinline)) void Purge()
     {
         while (VORNResource_t* node = mKillList) {
             mKillList = node->killLink;
@@ -325,8 +351,8 @@ private:
 
     void Forget(VORNResource_t* node)
     {
-        if (mOnUnlink != nullptr)
-            mOnUnlink(static_cast<T*>(node));
+        if (mSide->onUnlink != nullptr)
+            mSide->onUnlink(static_cast<T*>(node));
     }
 
     void FreeGraveyard()
@@ -347,7 +373,8 @@ private:
             node = next;
         }
         mHead = mKillList = nullptr;
-        mChains.clear();
+        if (mSide != nullptr)
+            mSide->chains.clear();
         FreeGraveyard();
         mDepth = 0;
         mPurgePending = false;
@@ -359,8 +386,7 @@ private:
     bool mPurgePending = false;
     VORNResource_t* mGraveyard = nullptr;  // unlinked, freed when the depth is 0
     uint64_t mSerial = 0;                  // the last serial handed out
-    void (*mOnUnlink)(T*) = nullptr;
-    std::unordered_map<int32_t, Chain> mChains;  // by owner; only owners with records
+    std::unique_ptr<SideState> mSide;
 };
 
 // Keeps one iteration of a list open for the scope, on every path out.
