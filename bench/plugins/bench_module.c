@@ -6,6 +6,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "bench_entry_points.h"
+
 VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescription)
 {
     char path[VORN_PATH_BUFFER_SIZE] = "";
@@ -16,14 +18,4 @@ VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescriptio
     strcpy(outName, "Bench Module");
     strcpy(outDescription, "Starts, enables and stops; nothing else");
     return 1;
-}
-
-VORN_API void VPluginStop(void) {}
-VORN_API int VPluginEnable(void) { return 1; }
-VORN_API void VPluginDisable(void) {}
-VORN_API void VPluginReceiveMessage(VORNPluginID from, int message, void* param)
-{
-    (void)from;
-    (void)message;
-    (void)param;
 }

@@ -10,6 +10,8 @@
 #include <stddef.h>
 #include <string.h>
 
+#include "bench_entry_points.h"
+
 static int value = 0;
 
 static int ReadInt(void* refcon)
@@ -76,14 +78,4 @@ VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescriptio
     VORNRegisterHotKey('B', 0, "Bench owner", HotKey, NULL);
     VORNCreateProbe(VORN_PROBE_Y);
     return 1;
-}
-
-VORN_API void VPluginStop(void) {}
-VORN_API int VPluginEnable(void) { return 1; }
-VORN_API void VPluginDisable(void) {}
-VORN_API void VPluginReceiveMessage(VORNPluginID from, int message, void* param)
-{
-    (void)from;
-    (void)message;
-    (void)param;
 }
