@@ -17,7 +17,11 @@ struct VORNFlightLoopRecord : VORNResource_t {
     int32_t phase = 0;
     VORNFlightLoop_f callback = nullptr;
     int32_t owner = VORN_NO_PLUGIN_ID;
+    // Where the pass scheduler keeps the loop (VORNProcessingQueue.h): the
+    // kind of place and the index in it.
+    uint32_t queueSlot = 0;
     void* refcon = nullptr;
+    uint8_t queuePlace = 0;
 };
 
 // One pass: phaseSelector 0 runs the first-phase loops, anything else the
