@@ -188,8 +188,9 @@ __attribute__((noinline)) int CallBucket(DrawBucket& bucket, int phase, int isBe
         if (r->dead || (reflectionFlag == 1 &&
                         VORNHasFeatureInternal(r->owner, kFeatureWantsReflections) == 0))
             continue;
-        result &= VORNCallPlugin(VORNCallKind::kDraw, r->owner, 1,
-                                 [&] { return r->callback(phase, isBefore, r->refcon); });
+        result &= VORNCallPlugin(
+            VORNCallKind::kDraw, r->owner, 1,
+            [&] { return r->callback(phase, isBefore, r->refcon); }, phase, isBefore);
     }
     return result;
 }

@@ -12,6 +12,7 @@
 #include "VORNMenusInternal.h"
 #include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNProfileInternal.h"
 #include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -173,6 +174,8 @@ int HandleEvent(int event, void* param, float elapsed)
 
 VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
 {
+    if (VORNTimingOn())
+        VORNTimingHostEvent(event);
     return VORNNoThrow(1, [&] { return HandleEvent(event, param, elapsed); });
 }
 

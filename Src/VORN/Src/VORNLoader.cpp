@@ -10,12 +10,16 @@
 #include "VORNDLLUtils.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
+#include "VORNProfileInternal.h"
 #include "VORN/VORNUtilities.h"
 
 std::vector<std::unique_ptr<PluginRecord>> gAllPlugins;
 
 // Zero-initialised: before any plug-in exists the host (id 0) is calling.
 int gDispatchedPlugin = 0;
+
+// Everything off until the host switches a mode on.
+uint8_t gDiagnostics = 0;
 
 namespace {
 
@@ -67,6 +71,8 @@ int VORNRegisterHostPlugin()
 void VORNClearPluginRegistry()
 {
     gAllPlugins.clear();
+    // Ids are handed out anew: figures kept by id would go to strangers.
+    VORNTimingForgetPlugins();
 }
 
 // ---- Identity ---------------------------------------------------------------

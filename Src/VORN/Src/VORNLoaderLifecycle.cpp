@@ -14,6 +14,7 @@
 #include "VORNMenusInternal.h"
 #include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNProfileInternal.h"
 #include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -52,6 +53,7 @@ const VORNSubsystem kSubsystems[] = {
     {"data refs",    nullptr,                VORNDataRefsCleanupHook,   VORNCountDataRefHoldings,    nullptr},
     {"scenery",      nullptr,                VORNSceneryCleanupHook,    VORNCountSceneryHoldings,    VORNResetScenery},
     {"utilities",    nullptr,                nullptr,                   nullptr,                     VORNResetUtilities},
+    {"time accounting", nullptr,             nullptr,                   nullptr,                     VORNResetProfile},
 };
 
 // Runs hook(id) of every subsystem that has one, in table order. A hook that
