@@ -424,6 +424,24 @@ typedef struct VORNCallTiming {
 typedef void (*VORNCallObserver_f)(const VORNCallTiming* call, void* refcon);
 VORN_API void VORNSetCallObserver(VORNCallObserver_f observer, void* refcon);
 
+/* ---- Checked mode, for plug-in authors -------------------------------------------
+
+   The VORN API belongs to the thread that called VORNInitializePlugins. In
+   checked mode an API call from any other thread is refused: the function
+   does nothing and returns 0, null, "" or -1 (for a plug-in id). At the next
+   VORNEventHook each refused (plug-in, function) is reported once, through
+   the plug-in's error callback and the log:
+   "[<name>]: Plug-in "<name>" called <function> from a thread other than the
+   simulator's main thread: the call was refused. ..." The functions that
+   forward straight to the host (graphics, navigation, VORNDebugString and
+   the like) are not checked. Off by default, and then it costs one
+   predictable branch per API call. */
+
+/* Switches checked mode on (non-zero) or off. VORN_CHECKED=1 in the
+   environment switches it on at VORNInitializePlugins; VORNShutdownPlugins
+   switches it off. */
+VORN_API void VORNSetCheckedMode(int on);
+
 /* The user picked the menu item with the host's id hostItem (as returned by
    AppendMenuItem). Returns 0 when the item is a plug-in's (its handler has
    run unless the item is disabled), 1 when the host should handle it. */

@@ -458,6 +458,15 @@ const std::vector<Row>& Rows()
               return S(gObservedCalls);
           },
           "0"),
+        R("VORNSetCheckedMode", "any non-zero value is on: the main thread is still served",
+          [](Matrix& m) {
+              VORNSetCheckedMode(-3);
+              const std::string id = m.As(m.a, [] { return S(VORNGetMyID()); });
+              VORNSetCheckedMode(0);
+              VORNSetCheckedMode(0);
+              return id;
+          },
+          "1"),
         R("VORNMenuHook", "unknown and negative host items",
           CALL(VORNMenuHook(-1) + VORNMenuHook(1 << 30)), "2"),
         R("VORNCheckMenuHook", "unknown menu, bad positions, null out",

@@ -133,6 +133,7 @@ auto SameSniffer(VORNKeySniffer_f callback, int beforeWindows, void* refcon)
 VORN_EXPORT int VORNRegisterDrawCallback(VORNDrawCallback_f callback, int phase, int wantsBefore,
                                          void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     return VORNNoThrow(0, [&] {
         auto record = std::make_unique<VORNDrawCallbackRecord>();
         record->callback = callback;
@@ -148,6 +149,7 @@ VORN_EXPORT int VORNRegisterDrawCallback(VORNDrawCallback_f callback, int phase,
 VORN_EXPORT int VORNUnregisterDrawCallback(VORNDrawCallback_f callback, int phase,
                                            int wantsBefore, void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     DrawBucket* bucket = FindBucket(phase, wantsBefore);
     if (bucket == nullptr)
         return 0;
@@ -158,6 +160,7 @@ VORN_EXPORT int VORNUnregisterDrawCallback(VORNDrawCallback_f callback, int phas
 
 VORN_EXPORT int VORNRegisterKeySniffer(VORNKeySniffer_f callback, int beforeWindows, void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     return VORNNoThrow(0, [&] {
         auto record = std::make_unique<VORNKeySnifferRecord>();
         record->callback = callback;
@@ -172,6 +175,7 @@ VORN_EXPORT int VORNRegisterKeySniffer(VORNKeySniffer_f callback, int beforeWind
 VORN_EXPORT int VORNUnregisterKeySniffer(VORNKeySniffer_f callback, int beforeWindows,
                                          void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     return UnregisterFirst(gDrawState.keyCallbacks, SameSniffer(callback, beforeWindows, refcon));
 }
 

@@ -154,6 +154,7 @@ VORN_EXPORT VORNWindowID VORNCreateWindow(int left, int top, int right, int bott
                                           VORNHandleMouseClick_f handleMouseClickFunc,
                                           void* refcon)
 {
+    VORN_CHECK_THREAD(nullptr);
     VORNCreateWindow_t params{};
     params.structSize = sizeof params;
     params.left = left;
@@ -170,6 +171,7 @@ VORN_EXPORT VORNWindowID VORNCreateWindow(int left, int top, int right, int bott
 
 VORN_EXPORT VORNWindowID VORNCreateWindowEx(const VORNCreateWindow_t* params)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (params == nullptr || params->structSize != static_cast<int>(sizeof(VORNCreateWindow_t)))
         return nullptr;
     return VORNNoThrow<VORNWindowID>(nullptr, [&] { return CreateWindowFrom(*params); });
@@ -177,6 +179,7 @@ VORN_EXPORT VORNWindowID VORNCreateWindowEx(const VORNCreateWindow_t* params)
 
 VORN_EXPORT void VORNDestroyWindow(VORNWindowID id)
 {
+    VORN_CHECK_THREAD_VOID();
     // The open iteration keeps the record alive through the focus callback,
     // which may destroy this or any other window itself.
     StKeepWindows keepRecords;
@@ -192,6 +195,7 @@ VORN_EXPORT void VORNDestroyWindow(VORNWindowID id)
 
 VORN_EXPORT void VORNTakeKeyboardFocus(VORNWindowID id)
 {
+    VORN_CHECK_THREAD_VOID();
     StKeepWindows keepRecords;
     VORNWindowRecord* target = LiveWindow(id);
     if (target == gWindowState.focusWindow ||
@@ -210,6 +214,7 @@ VORN_EXPORT void VORNTakeKeyboardFocus(VORNWindowID id)
 VORN_EXPORT void VORNGetWindowGeometry(VORNWindowID id, int* outLeft, int* outTop, int* outRight,
                                        int* outBottom)
 {
+    VORN_CHECK_THREAD_VOID();
     const VORNWindowRecord* window = FindWindow(id);
     if (window == nullptr)
         return;
@@ -225,6 +230,7 @@ VORN_EXPORT void VORNGetWindowGeometry(VORNWindowID id, int* outLeft, int* outTo
 
 VORN_EXPORT void VORNSetWindowGeometry(VORNWindowID id, int left, int top, int right, int bottom)
 {
+    VORN_CHECK_THREAD_VOID();
     if (VORNWindowRecord* window = FindWindow(id)) {
         window->left = left;
         window->top = top;
@@ -235,12 +241,14 @@ VORN_EXPORT void VORNSetWindowGeometry(VORNWindowID id, int left, int top, int r
 
 VORN_EXPORT int VORNGetWindowIsVisible(VORNWindowID id)
 {
+    VORN_CHECK_THREAD(0);
     const VORNWindowRecord* window = FindWindow(id);
     return window != nullptr ? window->visible : 0;
 }
 
 VORN_EXPORT void VORNSetWindowIsVisible(VORNWindowID id, int visible)
 {
+    VORN_CHECK_THREAD_VOID();
     StKeepWindows keepRecords;
     VORNWindowRecord* window = FindWindow(id);
     if (window == nullptr)
@@ -252,18 +260,21 @@ VORN_EXPORT void VORNSetWindowIsVisible(VORNWindowID id, int visible)
 
 VORN_EXPORT void* VORNGetWindowRefCon(VORNWindowID id)
 {
+    VORN_CHECK_THREAD(nullptr);
     const VORNWindowRecord* window = FindWindow(id);
     return window != nullptr ? window->refcon : nullptr;
 }
 
 VORN_EXPORT void VORNSetWindowRefCon(VORNWindowID id, void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     if (VORNWindowRecord* window = FindWindow(id))
         window->refcon = refcon;
 }
 
 VORN_EXPORT void VORNBringWindowToFront(VORNWindowID id)
 {
+    VORN_CHECK_THREAD_VOID();
     // A destroyed window waiting to be freed keeps its place.
     if (VORNWindowRecord* window = LiveWindow(id))
         gWindowState.windows.MoveToFront(window);
@@ -271,6 +282,7 @@ VORN_EXPORT void VORNBringWindowToFront(VORNWindowID id)
 
 VORN_EXPORT int VORNIsWindowInFront(VORNWindowID id)
 {
+    VORN_CHECK_THREAD(0);
     const VORNWindowRecord* window = FindWindow(id);
     if (window == nullptr)
         return 0;

@@ -5,6 +5,7 @@
 #include "VORNHostInternal.h"
 
 #include "VORNCameraInternal.h"
+#include "VORNCheckedInternal.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNInternal.h"
@@ -77,6 +78,7 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gHost.dirSeparator[0] = '/';
     gHost.dirSeparator[1] = '\0';
+    VORNCheckedStart();
     VORNNoThrow([&] {
         VORNInitMenus();
         PublishBuildString();
@@ -174,8 +176,12 @@ int HandleEvent(int event, void* param, float elapsed)
 
 VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
 {
-    if (VORNTimingOn())
-        VORNTimingHostEvent(event);
+    if (__builtin_expect(gDiagnostics != 0, 0)) {
+        if (VORNCheckedOn())
+            VORNReportRefusedCalls();
+        if (VORNTimingOn())
+            VORNTimingHostEvent(event);
+    }
     return VORNNoThrow(1, [&] { return HandleEvent(event, param, elapsed); });
 }
 

@@ -276,8 +276,26 @@ constexpr int32_t kNoCallPhase = -1;
 // Begin when the plug-in is entered, End when it has returned or thrown;
 // the call's owner is still the dispatched plug-in then. Kept out of line;
 // only the accounting path calls them.
-void VORNTimingBegin() noexcept;
+extern "C" void VORNTimingBegin() noexcept;
 void VORNTimingEnd(VORNCallKind kind, int32_t phase, int32_t before) noexcept;
+
+// Calls VORNTimingBegin without disturbing a single register of the caller
+// (VORNProfile.cpp saves and restores them around it). An ordinary call
+// would make every caller of VORNCallPlugin keep the plug-in's function and
+// arguments in callee-saved registers, accounting on or off. The caller may
+// keep data in the 128 bytes below its stack pointer (the red zone): the
+// call must not write its return address there. No memory clobber: the
+// accounting's state is its own, and a memory clobber would make callers
+// keep the captures of their call in memory.
+inline void VORNTimingBeginKeepingRegisters() noexcept
+{
+    asm volatile("lea -128(%%rsp), %%rsp\n\t"
+                 "call VORNTimingBeginSavingRegisters\n\t"
+                 "lea 128(%%rsp), %%rsp"
+                 :
+                 :
+                 : "cc");
+}
 
 // The accounting path of VORNCallPlugin. Inlined: a call handed to an
 // out-of-line function would make every caller keep the lambda's captures
@@ -288,7 +306,7 @@ __attribute__((always_inline)) inline R VORNCallPluginTimed(VORNCallKind kind, R
                                                             int32_t before) noexcept
 {
     R result = fallback;
-    VORNTimingBegin();
+    VORNTimingBeginKeepingRegisters();
     try {
         result = call();
     } catch (...) {

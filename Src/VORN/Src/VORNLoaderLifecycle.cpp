@@ -6,6 +6,7 @@
 #include "VORNLoaderInternal.h"
 
 #include "VORNCameraInternal.h"
+#include "VORNCheckedInternal.h"
 #include "VORNDLLUtils.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
@@ -54,6 +55,7 @@ const VORNSubsystem kSubsystems[] = {
     {"scenery",      nullptr,                VORNSceneryCleanupHook,    VORNCountSceneryHoldings,    VORNResetScenery},
     {"utilities",    nullptr,                nullptr,                   nullptr,                     VORNResetUtilities},
     {"time accounting", nullptr,             nullptr,                   nullptr,                     VORNResetProfile},
+    {"checked mode", nullptr,                nullptr,                   nullptr,                     VORNResetChecked},
 };
 
 // Runs hook(id) of every subsystem that has one, in table order. A hook that
@@ -102,6 +104,7 @@ void VORNResetLibrary()
 
 VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
 {
+    VORN_CHECK_THREAD(0);
     if (id <= VORN_HOST_PLUGIN_ID || VORNPluginRecordFor(id) == nullptr)
         return 0;
     PluginRecord& record = *gAllPlugins[id];
@@ -127,6 +130,7 @@ VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
 
 VORN_EXPORT void VORNDisablePlugin(VORNPluginID id)
 {
+    VORN_CHECK_THREAD_VOID();
     if (id <= VORN_HOST_PLUGIN_ID || VORNPluginRecordFor(id) == nullptr)
         return;
     PluginRecord& record = *gAllPlugins[id];
@@ -219,6 +223,7 @@ void VORNUnloadPlugins()
 
 VORN_EXPORT void VORNReloadPlugins(void)
 {
+    VORN_CHECK_THREAD_VOID();
     gLoader.scheduleReload = true;
 }
 

@@ -250,7 +250,84 @@ const PluginFigures* KnownPluginFigures(int id)
 
 // ---- The call function's side --------------------------------------------------------
 
-void VORNTimingBegin() noexcept
+// VORNTimingBegin for VORNTimingBeginKeepingRegisters: saves every register
+// a C function may change (the general ones and xmm0-15), calls it on an
+// aligned stack, and restores them.
+asm(R"(
+    .text
+    .p2align 4
+    .globl VORNTimingBeginSavingRegisters
+    .hidden VORNTimingBeginSavingRegisters
+    .type VORNTimingBeginSavingRegisters, @function
+VORNTimingBeginSavingRegisters:
+    .cfi_startproc
+    push %rbp
+    .cfi_def_cfa_offset 16
+    .cfi_offset %rbp, -16
+    mov %rsp, %rbp
+    .cfi_def_cfa_register %rbp
+    push %rax
+    push %rcx
+    push %rdx
+    push %rsi
+    push %rdi
+    push %r8
+    push %r9
+    push %r10
+    push %r11
+    sub $256, %rsp
+    and $-16, %rsp
+    movdqa %xmm0, 0(%rsp)
+    movdqa %xmm1, 16(%rsp)
+    movdqa %xmm2, 32(%rsp)
+    movdqa %xmm3, 48(%rsp)
+    movdqa %xmm4, 64(%rsp)
+    movdqa %xmm5, 80(%rsp)
+    movdqa %xmm6, 96(%rsp)
+    movdqa %xmm7, 112(%rsp)
+    movdqa %xmm8, 128(%rsp)
+    movdqa %xmm9, 144(%rsp)
+    movdqa %xmm10, 160(%rsp)
+    movdqa %xmm11, 176(%rsp)
+    movdqa %xmm12, 192(%rsp)
+    movdqa %xmm13, 208(%rsp)
+    movdqa %xmm14, 224(%rsp)
+    movdqa %xmm15, 240(%rsp)
+    call VORNTimingBegin
+    movdqa 0(%rsp), %xmm0
+    movdqa 16(%rsp), %xmm1
+    movdqa 32(%rsp), %xmm2
+    movdqa 48(%rsp), %xmm3
+    movdqa 64(%rsp), %xmm4
+    movdqa 80(%rsp), %xmm5
+    movdqa 96(%rsp), %xmm6
+    movdqa 112(%rsp), %xmm7
+    movdqa 128(%rsp), %xmm8
+    movdqa 144(%rsp), %xmm9
+    movdqa 160(%rsp), %xmm10
+    movdqa 176(%rsp), %xmm11
+    movdqa 192(%rsp), %xmm12
+    movdqa 208(%rsp), %xmm13
+    movdqa 224(%rsp), %xmm14
+    movdqa 240(%rsp), %xmm15
+    lea -72(%rbp), %rsp
+    pop %r11
+    pop %r10
+    pop %r9
+    pop %r8
+    pop %rdi
+    pop %rsi
+    pop %rdx
+    pop %rcx
+    pop %rax
+    pop %rbp
+    .cfi_def_cfa %rsp, 8
+    ret
+    .cfi_endproc
+    .size VORNTimingBeginSavingRegisters, .-VORNTimingBeginSavingRegisters
+)");
+
+extern "C" void VORNTimingBegin() noexcept
 {
     const int64_t now = Now();
     if (gProfile.depth < kMaxDepth)

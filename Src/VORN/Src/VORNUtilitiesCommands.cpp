@@ -75,6 +75,7 @@ bool IsHeld(int plugin, VORNCommandRef command)
 
 VORN_EXPORT VORNCommandRef VORNFindCommand(const char* name)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (name == nullptr)
         return nullptr;
     return gHooks->FindCommand(name, nullptr, 0);
@@ -82,6 +83,7 @@ VORN_EXPORT VORNCommandRef VORNFindCommand(const char* name)
 
 VORN_EXPORT VORNCommandRef VORNCreateCommand(const char* name, const char* description)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (name == nullptr)
         return nullptr;
     if (std::strncmp(name, kReservedCommandPrefix, sizeof kReservedCommandPrefix - 1) == 0) {
@@ -94,6 +96,7 @@ VORN_EXPORT VORNCommandRef VORNCreateCommand(const char* name, const char* descr
 
 VORN_EXPORT void VORNCommandBegin(VORNCommandRef command)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     VORNNoThrow([&] {
@@ -104,6 +107,7 @@ VORN_EXPORT void VORNCommandBegin(VORNCommandRef command)
 
 VORN_EXPORT void VORNCommandEnd(VORNCommandRef command)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     gHooks->CommandEnd(command);
@@ -112,6 +116,7 @@ VORN_EXPORT void VORNCommandEnd(VORNCommandRef command)
 
 VORN_EXPORT void VORNCommandOnce(VORNCommandRef command)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     gHooks->CommandBegin(command);
@@ -122,6 +127,7 @@ VORN_EXPORT void VORNRegisterCommandHandler(VORNCommandRef command,
                                             VORNCommandCallback_f callback, int before,
                                             void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr || callback == nullptr)
         return;
     VORNNoThrow([&] {
@@ -142,6 +148,7 @@ VORN_EXPORT void VORNUnregisterCommandHandler(VORNCommandRef command,
                                               VORNCommandCallback_f callback, int before,
                                               void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     VORNNoThrow([&] {
