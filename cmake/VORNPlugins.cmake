@@ -1,5 +1,9 @@
-# vorn_add_plugin(<name> SOURCES <src>... [FAT] [OUTPUT_NAME <file name>]
+# vorn_add_plugin(<name> [SOURCES] <src>... [FAT] [OUTPUT_NAME <file name>]
 #                 [OUTPUT_DIRECTORY <dir>])
+#
+# The sources come as add_library takes them, right after the name
+# (vorn_add_plugin(hello hello.c util.c)), or after the SOURCES keyword, or
+# both.
 #
 # Builds a plug-in module the way the VORN loader expects it: a shared object
 # named "<name>.vpl" (no "lib" prefix), position-independent, with hidden
@@ -11,8 +15,11 @@
 # plug-in project built against the installed SDK.
 function(vorn_add_plugin name)
   cmake_parse_arguments(ARG "FAT" "OUTPUT_NAME;OUTPUT_DIRECTORY" "SOURCES" ${ARGN})
+  # Whatever is not a keyword or its value is a source file.
+  list(APPEND ARG_SOURCES ${ARG_UNPARSED_ARGUMENTS})
   if(NOT ARG_SOURCES)
-    message(FATAL_ERROR "vorn_add_plugin(${name}): SOURCES is required")
+    message(FATAL_ERROR "vorn_add_plugin(${name}): no source files; list them after the "
+                        "name, as for add_library: vorn_add_plugin(${name} ${name}.c)")
   endif()
   if(NOT ARG_OUTPUT_NAME)
     set(ARG_OUTPUT_NAME ${name})

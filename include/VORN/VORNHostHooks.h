@@ -310,6 +310,138 @@ VORN_API int VORNGetPluginInventory(VORNPluginID id, VORNPluginInventory* out);
 typedef void (*VORNUnloadObserver_f)(VORNPluginID id, const VORNPluginInventory* leftover);
 VORN_API void VORNSetUnloadObserver(VORNUnloadObserver_f observer);
 
+/* ---- Time accounting: which plug-in costs the frame ------------------------------
+
+   Off by default, and then free. When on, the library times every call it
+   makes into plug-in code (monotonic clock) and keeps, per plug-in and kind
+   of call, the number of calls, the total and the largest self time and a
+   log-scale histogram. Self time leaves out nested calls into plug-in code:
+   a data accessor of plug-in B read from plug-in A's flight loop is charged
+   to B. It also keeps each plug-in's self time per frame, a frame running
+   from one host event 0 to the next. */
+
+/* Kinds of calls into plug-in code. */
+#define VORN_CALL_START 0
+#define VORN_CALL_ENABLE 1
+#define VORN_CALL_DISABLE 2
+#define VORN_CALL_STOP 3
+#define VORN_CALL_ERROR_CALLBACK 4
+#define VORN_CALL_FEATURE_ENUMERATOR 5
+#define VORN_CALL_MESSAGE 6
+#define VORN_CALL_FLIGHT_LOOP 7 /* by phase: 0 (host event 0) or 1 (event 10) */
+#define VORN_CALL_DRAW 8        /* by drawing phase, before or after */
+#define VORN_CALL_KEY_SNIFFER 9
+#define VORN_CALL_WINDOW_DRAW 10
+#define VORN_CALL_MOUSE_CLICK 11
+#define VORN_CALL_KEY 12
+#define VORN_CALL_CURSOR 13
+#define VORN_CALL_WHEEL 14
+#define VORN_CALL_HOT_KEY 15
+#define VORN_CALL_MENU 16
+#define VORN_CALL_COMMAND 17
+#define VORN_CALL_DATA_ACCESSOR 18
+#define VORN_CALL_SHARED_DATA 19
+#define VORN_CALL_CAMERA 20
+#define VORN_CALL_PLANES 21
+#define VORN_CALL_OBJECT_LOADED 22
+#define VORN_CALL_KIND_COUNT 23
+
+/* Switches time accounting on (non-zero) or off. Figures gathered so far
+   stay; they are dropped by VORNResetTimeAccounting, when all plug-ins are
+   unloaded together (shutdown, full reload: ids are handed out anew) and by
+   VORNShutdownPlugins, which also switches accounting off. */
+VORN_API void VORNSetTimeAccounting(int on);
+
+/* Drops every figure; the switch, the budget and the observer stay. The next
+   host event 0 starts the first frame. */
+VORN_API void VORNResetTimeAccounting(void);
+
+/* A single call longer than milliseconds (self time) is counted in the
+   figures' overBudget and logged once per plug-in and kind, as
+   "[<plug-in name>]: <kind> took <t> ms, over the budget of <b> ms", t with
+   three decimals. 0, a negative value or NaN: no budget (the default). */
+VORN_API void VORNSetFrameBudget(float milliseconds);
+
+/* What plug-in id's calls of one kind cost. Set structSize to
+   sizeof(VORNCallTimes) before the call. Times are nanoseconds of self time;
+   the percentiles are read from the histogram (each is the upper edge of its
+   bin, at most 19% above the true value, and never above maxNs). */
+typedef struct VORNCallTimes {
+    int32_t structSize;
+    int32_t kind;   /* VORN_CALL_... */
+    int32_t phase;  /* flight loops: 0 or 1; draw callbacks: the drawing phase; else -1 */
+    int32_t before; /* draw callbacks: 1 before, 0 after; else -1 */
+    char label[64]; /* the kind as text: "flight loop (phase 0)", "draw (phase 30, after)" */
+    int64_t calls;
+    int64_t totalNs;
+    int64_t maxNs;
+    int64_t p50Ns;
+    int64_t p95Ns;
+    int64_t p99Ns;
+    int64_t overBudget; /* calls longer than the budget */
+} VORNCallTimes;
+
+/* Fills out with the index-th kind (from 0) that plug-in id has been called
+   for since the figures were last dropped, in the order first called.
+   Returns 1, or 0 (out untouched) past the last kind, for an unknown id, a
+   null out or a structSize other than sizeof(VORNCallTimes). */
+VORN_API int VORNGetPluginCallTimes(VORNPluginID id, int index, VORNCallTimes* out);
+
+/* Plug-in id's self time per frame. Set structSize to sizeof(VORNFrameTimes)
+   before the call. */
+typedef struct VORNFrameTimes {
+    int32_t structSize;
+    int32_t reserved;
+    int64_t frames;         /* frames completed since the figures were dropped */
+    int64_t lastFrameNs;    /* its self time in the last complete frame */
+    int64_t largestFrameNs; /* and in its costliest frame */
+    int64_t largestFrame;   /* that frame's number, from 0; -1 before the first */
+    int64_t totalNs;        /* all its self time, in frames or not */
+} VORNFrameTimes;
+
+/* Fills out for plug-in id. Returns 1, or 0 (out untouched) for an unknown
+   id, a null out or a structSize other than sizeof(VORNFrameTimes). */
+VORN_API int VORNGetPluginFrameTimes(VORNPluginID id, VORNFrameTimes* out);
+
+/* One finished call into plug-in code, as handed to the call observer. */
+typedef struct VORNCallTiming {
+    int32_t structSize;
+    VORNPluginID plugin;
+    int32_t kind;
+    int32_t phase;
+    int32_t before;
+    int32_t depth;       /* 0 for a call made by the library for the host; 1 and up: nested */
+    const char* label;   /* as VORNCallTimes.label; valid during the observer's call */
+    int64_t startNs;     /* CLOCK_MONOTONIC (std::chrono::steady_clock), nanoseconds */
+    int64_t durationNs;  /* wall time, nested calls included */
+    int64_t selfNs;      /* nested calls into plug-in code left out */
+} VORNCallTiming;
+
+/* Called after every timed call into plug-in code while accounting is on, in
+   the order the calls end (a nested call before the one around it), for
+   tracing. Null turns the observer off. The observer's own time is not
+   charged to any plug-in. */
+typedef void (*VORNCallObserver_f)(const VORNCallTiming* call, void* refcon);
+VORN_API void VORNSetCallObserver(VORNCallObserver_f observer, void* refcon);
+
+/* ---- Checked mode, for plug-in authors -------------------------------------------
+
+   The VORN API belongs to the thread that called VORNInitializePlugins. In
+   checked mode an API call from any other thread is refused: the function
+   does nothing and returns 0, null, "" or -1 (for a plug-in id). At the next
+   VORNEventHook each refused (plug-in, function) is reported once, through
+   the plug-in's error callback and the log:
+   "[<name>]: Plug-in "<name>" called <function> from a thread other than the
+   simulator's main thread: the call was refused. ..." The functions that
+   forward straight to the host (graphics, navigation, VORNDebugString and
+   the like) are not checked. Off by default, and then it costs one
+   predictable branch per API call. */
+
+/* Switches checked mode on (non-zero) or off. VORN_CHECKED=1 in the
+   environment switches it on at VORNInitializePlugins; VORNShutdownPlugins
+   switches it off. */
+VORN_API void VORNSetCheckedMode(int on);
+
 /* The user picked the menu item with the host's id hostItem (as returned by
    AppendMenuItem). Returns 0 when the item is a plug-in's (its handler has
    run unless the item is disabled), 1 when the host should handle it. */

@@ -25,6 +25,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -156,6 +157,13 @@ void NoObject(VORNObjectRef, void*) {}
 void NoObjectFound(const char*, void*) {}
 
 void NoObserver(VORNPluginID, const VORNPluginInventory*) {}
+
+int gObservedCalls = 0;
+
+void CountCall(const VORNCallTiming*, void*)
+{
+    ++gObservedCalls;
+}
 
 void RunFunction(void* context)
 {
@@ -383,6 +391,82 @@ const std::vector<Row>& Rows()
         R("VORNSetUnloadObserver", "null turns it off", VOID(VORNSetUnloadObserver(NoObserver);
                                                            VORNSetUnloadObserver(nullptr)),
           "done"),
+        R("VORNSetTimeAccounting", "any non-zero value is on, off twice",
+          [](Matrix& m) {
+              VORNSetTimeAccounting(-7);
+              m.As(m.a, [] { return kDone; });
+              VORNSetTimeAccounting(0);
+              VORNSetTimeAccounting(0);
+              VORNCallTimes out{};
+              out.structSize = sizeof out;
+              return Cat({S(VORNGetPluginCallTimes(m.a, 0, &out)), " ", S(out.label)});
+          },
+          "1 \"message\""),
+        R("VORNResetTimeAccounting", "while off, twice", VOID(VORNResetTimeAccounting();
+                                                            VORNResetTimeAccounting()),
+          "done"),
+        R("VORNSetFrameBudget", "negative, NaN, infinite and huge budgets mean none",
+          [](Matrix& m) {
+              VORNSetTimeAccounting(1);
+              std::string out;
+              for (float budget : {-1.0f, std::nanf(""), HUGE_VALF, 1e30f}) {
+                  VORNSetFrameBudget(budget);
+                  m.As(m.a, [] { return kDone; });
+                  VORNCallTimes times{};
+                  times.structSize = sizeof times;
+                  VORNGetPluginCallTimes(m.a, 0, &times);
+                  out += S(static_cast<int>(times.overBudget));
+              }
+              return out;
+          },
+          "0000"),
+        R("VORNGetPluginCallTimes", "null out, unknown ids, wrong structSize, bad indexes",
+          [](Matrix& m) {
+              VORNSetTimeAccounting(1);
+              m.As(m.a, [] { return kDone; });  // one kind: a message
+              VORNCallTimes out{};
+              out.structSize = sizeof out;
+              VORNCallTimes small{};
+              small.structSize = 4;
+              return Cat({S(VORNGetPluginCallTimes(m.a, 0, nullptr)),
+                          S(VORNGetPluginCallTimes(-1, 0, &out)),
+                          S(VORNGetPluginCallTimes(99, 0, &out)),
+                          S(VORNGetPluginCallTimes(m.a, 0, &small)),
+                          S(VORNGetPluginCallTimes(m.a, -1, &out)),
+                          S(VORNGetPluginCallTimes(m.a, 1, &out)),
+                          S(VORNGetPluginCallTimes(m.b, 0, &out)), S(static_cast<int>(out.calls)),
+                          S(small.kind)});
+          },
+          "000000000"),
+        R("VORNGetPluginFrameTimes", "null out, unknown ids, wrong structSize",
+          [](Matrix& m) {
+              VORNFrameTimes out{};
+              out.structSize = sizeof out;
+              VORNFrameTimes small{};
+              small.structSize = 4;
+              return Cat({S(VORNGetPluginFrameTimes(m.a, nullptr)),
+                          S(VORNGetPluginFrameTimes(-1, &out)), S(VORNGetPluginFrameTimes(99, &out)),
+                          S(VORNGetPluginFrameTimes(m.a, &small)), S(static_cast<int>(small.frames))});
+          },
+          "00000"),
+        R("VORNSetCallObserver", "null turns it off",
+          [](Matrix& m) {
+              VORNSetTimeAccounting(1);
+              VORNSetCallObserver(CountCall, nullptr);
+              VORNSetCallObserver(nullptr, &m);
+              m.As(m.a, [] { return kDone; });
+              return S(gObservedCalls);
+          },
+          "0"),
+        R("VORNSetCheckedMode", "any non-zero value is on: the main thread is still served",
+          [](Matrix& m) {
+              VORNSetCheckedMode(-3);
+              const std::string id = m.As(m.a, [] { return S(VORNGetMyID()); });
+              VORNSetCheckedMode(0);
+              VORNSetCheckedMode(0);
+              return id;
+          },
+          "1"),
         R("VORNMenuHook", "unknown and negative host items",
           CALL(VORNMenuHook(-1) + VORNMenuHook(1 << 30)), "2"),
         R("VORNCheckMenuHook", "unknown menu, bad positions, null out",

@@ -5,11 +5,12 @@
    "<name:what id=N>" through the real API so that tests can follow the
    order of events. */
 #define _GNU_SOURCE
+#include "module_config.h"
+
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
 
-#include <dlfcn.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -28,41 +29,31 @@ static void Say(const char* what)
     VORNDebugString(line);
 }
 
+static void Setting(const char* key, const char* value)
+{
+    if (strcmp(key, "name") == 0)
+        snprintf(gName, sizeof gName, "%s", value);
+    else if (strcmp(key, "signature") == 0)
+        snprintf(gSignature, sizeof gSignature, "%s", value);
+    else if (strcmp(key, "description") == 0)
+        snprintf(gDescription, sizeof gDescription, "%s", value);
+    else if (strcmp(key, "start") == 0)
+        sscanf(value, "%d", &gStartResult);
+    else if (strcmp(key, "enable") == 0)
+        sscanf(value, "%d", &gEnableResult);
+    else if (strcmp(key, "send_on_message") == 0)
+        sscanf(value, "%d", &gSendOnMessage);
+    else if (strcmp(key, "loop_in_start") == 0)
+        sscanf(value, "%d", &gLoopInStart);
+}
+
 static void Configure(void)
 {
-    Dl_info info;
-    char path[1200];
-    char line[600];
-    FILE* file;
-    if (dladdr((void*)&Configure, &info) == 0 || info.dli_fname == NULL)
+    const char* modulePath = ModulePath((void*)&Configure);
+    if (modulePath == NULL)
         return;
-    snprintf(gSignature, sizeof gSignature, "scripted:%s", info.dli_fname);
-    snprintf(path, sizeof path, "%s.cfg", info.dli_fname);
-    file = fopen(path, "r");
-    if (file == NULL)
-        return;
-    while (fgets(line, sizeof line, file) != NULL) {
-        char* value = strchr(line, '=');
-        if (value == NULL)
-            continue;
-        *value++ = '\0';
-        value[strcspn(value, "\r\n")] = '\0';
-        if (strcmp(line, "name") == 0)
-            snprintf(gName, sizeof gName, "%s", value);
-        else if (strcmp(line, "signature") == 0)
-            snprintf(gSignature, sizeof gSignature, "%s", value);
-        else if (strcmp(line, "description") == 0)
-            snprintf(gDescription, sizeof gDescription, "%s", value);
-        else if (strcmp(line, "start") == 0)
-            sscanf(value, "%d", &gStartResult);
-        else if (strcmp(line, "enable") == 0)
-            sscanf(value, "%d", &gEnableResult);
-        else if (strcmp(line, "send_on_message") == 0)
-            sscanf(value, "%d", &gSendOnMessage);
-        else if (strcmp(line, "loop_in_start") == 0)
-            sscanf(value, "%d", &gLoopInStart);
-    }
-    fclose(file);
+    snprintf(gSignature, sizeof gSignature, "scripted:%s", modulePath);
+    ReadModuleConfig(modulePath, Setting);
 }
 
 static float EveryPass(float sinceLast, float sinceLoop, int counter, void* refcon)

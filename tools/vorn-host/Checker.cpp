@@ -92,8 +92,31 @@ void ReportLeftovers(const VORNPluginInventory& inv)
     }
 }
 
+// Calls of plug-in id that took longer than the budget, one finding per kind.
+void ReportSlowCalls(HostLibrary& lib, int id, float budgetMs)
+{
+    if (lib.GetPluginCallTimes == nullptr)
+        return;
+    VORNCallTimes times{};
+    times.structSize = sizeof times;
+    for (int index = 0; lib.GetPluginCallTimes(id, index, &times) == 1; ++index) {
+        if (times.overBudget == 0)
+            continue;
+        char text[512];
+        std::snprintf(text, sizeof text,
+                      "its %s took up to %.3f ms, longer than the budget of %g ms (%lld of %lld "
+                      "calls): spread slow work over several frames or move it off the main "
+                      "thread",
+                      times.label, static_cast<double>(times.maxNs) / 1e6,
+                      static_cast<double>(budgetMs), static_cast<long long>(times.overBudget),
+                      static_cast<long long>(times.calls));
+        Finding(text);
+    }
+}
+
 // The whole check, run in the child process.
-int RunCheck(const std::string& plugin, const std::string& library, const fs::path& scratch)
+int RunCheck(const std::string& plugin, const std::string& library, float budgetMs,
+             const fs::path& scratch)
 {
     HostLibrary lib;
     std::string error;
@@ -118,6 +141,10 @@ int RunCheck(const std::string& plugin, const std::string& library, const fs::pa
     HeadlessHost host(lib, log);
     Simulator sim(lib, host);
     lib.SetUnloadObserver(OnUnload);
+    if (lib.SetTimeAccounting != nullptr && lib.SetFrameBudget != nullptr) {
+        lib.SetFrameBudget(budgetMs);
+        lib.SetTimeAccounting(1);
+    }
 
     Report("phase", "start and enable");
     sim.Start(scratch.string());
@@ -169,6 +196,7 @@ int RunCheck(const std::string& plugin, const std::string& library, const fs::pa
     if (before.errors > 0)
         Finding("caused " + std::to_string(before.errors) + " API error(s); the last: \"" +
                 before.lastError + "\"");
+    ReportSlowCalls(lib, id, budgetMs);
 
     Report("phase", "disable and unload");
     sim.Shutdown();
@@ -180,7 +208,8 @@ int RunCheck(const std::string& plugin, const std::string& library, const fs::pa
 
 }  // namespace
 
-int CheckPlugin(const std::string& plugin, const std::string& library, std::ostream& out)
+int CheckPlugin(const std::string& plugin, const std::string& library, float budgetMs,
+                std::ostream& out)
 {
     if (!fs::exists(plugin)) {
         out << "error: " << plugin << " does not exist\n";
@@ -212,7 +241,7 @@ int CheckPlugin(const std::string& plugin, const std::string& library, std::ostr
     if (child == 0) {
         close(fds[0]);
         gReport = fdopen(fds[1], "w");
-        std::_Exit(RunCheck(plugin, library, scratch));
+        std::_Exit(RunCheck(plugin, library, budgetMs, scratch));
     }
     close(fds[1]);
     FILE* in = fdopen(fds[0], "r");

@@ -9,8 +9,10 @@
 namespace vornhost {
 
 // Returns the process exit status: 0 no findings, 1 findings (a crash is
-// one), 2 the check could not run.
-int CheckPlugin(const std::string& plugin, const std::string& library, std::ostream& out);
+// one), 2 the check could not run. A callback longer than budgetMs is a
+// finding.
+int CheckPlugin(const std::string& plugin, const std::string& library, float budgetMs,
+                std::ostream& out);
 
 }  // namespace vornhost
 

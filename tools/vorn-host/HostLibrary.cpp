@@ -68,6 +68,10 @@ bool HostLibrary::Open(const std::string& requested, std::string& error)
     Resolve(handle, "VORNMenuHook", MenuHook);
     Resolve(handle, "VORNCommandHook", CommandHook);
     Resolve(handle, "VORNCameraHook", CameraHook);
+    Resolve(handle, "VORNSetTimeAccounting", SetTimeAccounting);
+    Resolve(handle, "VORNSetFrameBudget", SetFrameBudget);
+    Resolve(handle, "VORNGetPluginCallTimes", GetPluginCallTimes);
+    Resolve(handle, "VORNSetCallObserver", SetCallObserver);
     if (!InitializePlugins || !ShutdownPlugins || !EventHook || !CountPlugins || !GetPluginInfo ||
         !IsPluginEnabled || !GetPluginInventory || !SetUnloadObserver || !GetMyID ||
         !EnablePlugin || !DisablePlugin) {

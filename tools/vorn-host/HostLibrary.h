@@ -32,6 +32,11 @@ struct HostLibrary {
     int (*MenuHook)(int) = nullptr;
     int (*CommandHook)(void*, int, int, int) = nullptr;
     int (*CameraHook)(float*, float*, float*, float*, float*, float*, float*) = nullptr;
+    // Time accounting, in libraries that have it.
+    void (*SetTimeAccounting)(int) = nullptr;
+    void (*SetFrameBudget)(float) = nullptr;
+    int (*GetPluginCallTimes)(int, int, VORNCallTimes*) = nullptr;
+    void (*SetCallObserver)(VORNCallObserver_f, void*) = nullptr;
 
     // Opens path (or the default library when path is empty). On failure
     // returns false with a sentence for the user in error.

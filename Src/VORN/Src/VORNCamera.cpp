@@ -37,6 +37,7 @@ void EndControl()
 
 VORN_EXPORT void VORNControlCamera(int duration, VORNCameraControl_f callback, void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     // The newest caller takes over; the one before is not told.
     gCamera.isControlled = 1;
     gCamera.controlDuration = duration;
@@ -47,11 +48,13 @@ VORN_EXPORT void VORNControlCamera(int duration, VORNCameraControl_f callback, v
 
 VORN_EXPORT void VORNDontControlCamera(void)
 {
+    VORN_CHECK_THREAD_VOID();
     gCamera.isControlled = 0;
 }
 
 VORN_EXPORT int VORNIsCameraBeingControlled(int* outDuration)
 {
+    VORN_CHECK_THREAD(0);
     if (gCamera.isControlled && outDuration != nullptr)
         *outDuration = gCamera.controlDuration;
     return gCamera.isControlled;
@@ -59,6 +62,7 @@ VORN_EXPORT int VORNIsCameraBeingControlled(int* outDuration)
 
 VORN_EXPORT void VORNReadCameraPosition(VORNCameraPositionRecord* outPosition)
 {
+    VORN_CHECK_THREAD_VOID();
     if (outPosition == nullptr)
         return;
     float* v = outPosition->values;

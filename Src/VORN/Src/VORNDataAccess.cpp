@@ -398,6 +398,7 @@ VORNSharedDataRecord* CreateShared(const char* name, int type)
 
 VORN_EXPORT VORNDataRef VORNFindDataRef(const char* name)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (name == nullptr)
         return nullptr;
     const auto found = gDataAccess.dataRefs.find(std::string_view(name));
@@ -408,16 +409,19 @@ VORN_EXPORT VORNDataRef VORNFindDataRef(const char* name)
 
 VORN_EXPORT int VORNIsDataRefGood(VORNDataRef ref)
 {
+    VORN_CHECK_THREAD(0);
     return IsPoolRecord(ref) && ref->owner != VORN_NO_PLUGIN_ID;
 }
 
 VORN_EXPORT int VORNCanWriteDataRef(VORNDataRef ref)
 {
+    VORN_CHECK_THREAD(0);
     return ref ? ref->writable : 0;
 }
 
 VORN_EXPORT VORNDataTypeID VORNGetDataRefTypes(VORNDataRef ref)
 {
+    VORN_CHECK_THREAD(0);
     return ref ? ref->types : 0;
 }
 
@@ -425,61 +429,73 @@ VORN_EXPORT VORNDataTypeID VORNGetDataRefTypes(VORNDataRef ref)
 
 VORN_EXPORT int VORNGetDatai(VORNDataRef ref)
 {
+    VORN_CHECK_THREAD(0);
     return ReadThrough(ref, &VORNData_t::readInt);
 }
 
 VORN_EXPORT void VORNSetDatai(VORNDataRef ref, int value)
 {
+    VORN_CHECK_THREAD_VOID();
     WriteThrough(ref, &VORNData_t::writeInt, value);
 }
 
 VORN_EXPORT float VORNGetDataf(VORNDataRef ref)
 {
+    VORN_CHECK_THREAD(0.0f);
     return ReadThrough(ref, &VORNData_t::readFloat);
 }
 
 VORN_EXPORT void VORNSetDataf(VORNDataRef ref, float value)
 {
+    VORN_CHECK_THREAD_VOID();
     WriteThrough(ref, &VORNData_t::writeFloat, value);
 }
 
 VORN_EXPORT double VORNGetDatad(VORNDataRef ref)
 {
+    VORN_CHECK_THREAD(0.0);
     return ReadThrough(ref, &VORNData_t::readDouble);
 }
 
 VORN_EXPORT void VORNSetDatad(VORNDataRef ref, double value)
 {
+    VORN_CHECK_THREAD_VOID();
     WriteThrough(ref, &VORNData_t::writeDouble, value);
 }
 
 VORN_EXPORT int VORNGetDatavi(VORNDataRef ref, int* values, int offset, int max)
 {
+    VORN_CHECK_THREAD(0);
     return ReadThrough(ref, &VORNData_t::readIntArray, values, offset, max);
 }
 
 VORN_EXPORT void VORNSetDatavi(VORNDataRef ref, int* values, int offset, int count)
 {
+    VORN_CHECK_THREAD_VOID();
     WriteThrough(ref, &VORNData_t::writeIntArray, values, offset, count);
 }
 
 VORN_EXPORT int VORNGetDatavf(VORNDataRef ref, float* values, int offset, int max)
 {
+    VORN_CHECK_THREAD(0);
     return ReadThrough(ref, &VORNData_t::readFloatArray, values, offset, max);
 }
 
 VORN_EXPORT void VORNSetDatavf(VORNDataRef ref, float* values, int offset, int count)
 {
+    VORN_CHECK_THREAD_VOID();
     WriteThrough(ref, &VORNData_t::writeFloatArray, values, offset, count);
 }
 
 VORN_EXPORT int VORNGetDatab(VORNDataRef ref, void* bytes, int offset, int max)
 {
+    VORN_CHECK_THREAD(0);
     return ReadThrough(ref, &VORNData_t::readData, bytes, offset, max);
 }
 
 VORN_EXPORT void VORNSetDatab(VORNDataRef ref, void* bytes, int offset, int count)
 {
+    VORN_CHECK_THREAD_VOID();
     WriteThrough(ref, &VORNData_t::writeData, bytes, offset, count);
 }
 
@@ -493,6 +509,7 @@ VORN_EXPORT VORNDataRef VORNRegisterDataAccessor(
     VORNSetDatavf_f writeFloatArray, VORNGetDatab_f readData, VORNSetDatab_f writeData,
     void* readRefcon, void* writeRefcon)
 {
+    VORN_CHECK_THREAD(nullptr);
     return VORNNoThrow<VORNDataRef>(nullptr, [&] {
         const VORNData_t accessors{{},
                                    types,
@@ -520,6 +537,7 @@ VORN_EXPORT VORNDataRef VORNRegisterDataAccessor(
 
 VORN_EXPORT void VORNUnregisterDataAccessor(VORNDataRef ref)
 {
+    VORN_CHECK_THREAD_VOID();
     if (!IsPoolRecord(ref)) {
         VORNSendError("Dataref is illegal and cannot be unregistered.");
         return;
@@ -568,6 +586,7 @@ void VORNCountDataRefHoldings(int id, VORNPluginInventory* inventory)
 VORN_EXPORT int VORNShareData(const char* name, VORNDataTypeID type, VORNDataChanged_f callback,
                               void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     if (name == nullptr)
         return 0;
     return VORNNoThrow(0, [&] {
@@ -592,6 +611,7 @@ VORN_EXPORT int VORNShareData(const char* name, VORNDataTypeID type, VORNDataCha
 VORN_EXPORT int VORNUnshareData(const char* name, VORNDataTypeID type, VORNDataChanged_f callback,
                                 void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     if (name == nullptr || callback == nullptr)
         return 0;
     VORNSharedDataRecord* item = FindShared(name);

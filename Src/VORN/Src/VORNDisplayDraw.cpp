@@ -140,6 +140,7 @@ auto SameSniffer(VORNKeySniffer_f callback, int beforeWindows, void* refcon)
 VORN_EXPORT int VORNRegisterDrawCallback(VORNDrawCallback_f callback, int phase, int wantsBefore,
                                          void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     return VORNNoThrow(0, [&] {
         auto record = std::make_unique<VORNDrawCallbackRecord>();
         record->callback = callback;
@@ -161,6 +162,7 @@ VORN_EXPORT int VORNRegisterDrawCallback(VORNDrawCallback_f callback, int phase,
 VORN_EXPORT int VORNUnregisterDrawCallback(VORNDrawCallback_f callback, int phase,
                                            int wantsBefore, void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     DrawBucket* bucket = FindBucket(phase, wantsBefore);
     if (bucket == nullptr)
         return 0;
@@ -176,6 +178,7 @@ VORN_EXPORT int VORNUnregisterDrawCallback(VORNDrawCallback_f callback, int phas
 
 VORN_EXPORT int VORNRegisterKeySniffer(VORNKeySniffer_f callback, int beforeWindows, void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     return VORNNoThrow(0, [&] {
         auto record = std::make_unique<VORNKeySnifferRecord>();
         record->callback = callback;
@@ -190,6 +193,7 @@ VORN_EXPORT int VORNRegisterKeySniffer(VORNKeySniffer_f callback, int beforeWind
 VORN_EXPORT int VORNUnregisterKeySniffer(VORNKeySniffer_f callback, int beforeWindows,
                                          void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     return UnregisterFirst(gDrawState.keyCallbacks, SameSniffer(callback, beforeWindows, refcon));
 }
 
@@ -206,8 +210,9 @@ __attribute__((noinline)) int CallBucket(DrawBucket& bucket, int phase, int isBe
         if (r->dead || (reflectionFlag == 1 &&
                         VORNHasFeatureInternal(r->owner, kFeatureWantsReflections) == 0))
             continue;
-        result &= VORNCallPlugin(VORNCallKind::kDraw, r->owner, 1,
-                                 [&] { return r->callback(phase, isBefore, r->refcon); });
+        result &= VORNCallPlugin(
+            VORNCallKind::kDraw, r->owner, 1,
+            [&] { return r->callback(phase, isBefore, r->refcon); }, phase, isBefore);
     }
     return result;
 }

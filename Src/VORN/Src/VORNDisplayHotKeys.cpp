@@ -63,6 +63,7 @@ public:
 VORN_EXPORT VORNHotKeyID VORNRegisterHotKey(char virtualKey, int flags, const char* description,
                                             VORNHotKey_f callback, void* refcon)
 {
+    VORN_CHECK_THREAD(nullptr);
     return VORNNoThrow<VORNHotKeyID>(nullptr, [&] {
         auto record = std::make_unique<VORNHotKeyInfoRecord>();
         record->owner = VORNGetDispatchedPlugin();
@@ -86,6 +87,7 @@ VORN_EXPORT VORNHotKeyID VORNRegisterHotKey(char virtualKey, int flags, const ch
 
 VORN_EXPORT void VORNUnregisterHotKey(VORNHotKeyID id)
 {
+    VORN_CHECK_THREAD_VOID();
     StIterateHotKeys iterate;
     if (VORNHotKeyInfoRecord* record = FindHotKey(id))
         gHotKeyState.hotKeys.VORNKillResource(record, true);
@@ -93,12 +95,14 @@ VORN_EXPORT void VORNUnregisterHotKey(VORNHotKeyID id)
 
 VORN_EXPORT int VORNCountHotKeys(void)
 {
+    VORN_CHECK_THREAD(0);
     StIterateHotKeys iterate;
     return gHotKeyState.hotKeys.CountIf([](const VORNHotKeyInfoRecord&) { return true; });
 }
 
 VORN_EXPORT VORNHotKeyID VORNGetNthHotKey(int index)
 {
+    VORN_CHECK_THREAD(nullptr);
     StIterateHotKeys iterate;
     auto& hotKeys = gHotKeyState.hotKeys;
     auto remaining = static_cast<unsigned>(index);  // negative: past any count
@@ -112,6 +116,7 @@ VORN_EXPORT VORNHotKeyID VORNGetNthHotKey(int index)
 VORN_EXPORT void VORNGetHotKeyInfo(VORNHotKeyID id, char* outVirtualKey, int* outFlags,
                                    char* outDescription, VORNPluginID* outPlugin)
 {
+    VORN_CHECK_THREAD_VOID();
     StIterateHotKeys iterate;
     const VORNHotKeyInfoRecord* record = FindHotKey(id);
     if (record == nullptr)
@@ -128,6 +133,7 @@ VORN_EXPORT void VORNGetHotKeyInfo(VORNHotKeyID id, char* outVirtualKey, int* ou
 
 VORN_EXPORT void VORNSetHotKeyCombination(VORNHotKeyID id, char virtualKey, int flags)
 {
+    VORN_CHECK_THREAD_VOID();
     StIterateHotKeys iterate;
     if (VORNHotKeyInfoRecord* record = FindHotKey(id)) {
         auto entry = gHotKeyState.byCombination.extract(CombinationOf(*record));

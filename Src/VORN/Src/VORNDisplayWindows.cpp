@@ -168,6 +168,7 @@ VORN_EXPORT VORNWindowID VORNCreateWindow(int left, int top, int right, int bott
                                           VORNHandleMouseClick_f handleMouseClickFunc,
                                           void* refcon)
 {
+    VORN_CHECK_THREAD(nullptr);
     VORNCreateWindow_t params{};
     params.structSize = sizeof params;
     params.left = left;
@@ -184,6 +185,7 @@ VORN_EXPORT VORNWindowID VORNCreateWindow(int left, int top, int right, int bott
 
 VORN_EXPORT VORNWindowID VORNCreateWindowEx(const VORNCreateWindow_t* params)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (params == nullptr || params->structSize != static_cast<int>(sizeof(VORNCreateWindow_t)))
         return nullptr;
     return VORNNoThrow<VORNWindowID>(nullptr, [&] { return CreateWindowFrom(*params); });
@@ -191,6 +193,7 @@ VORN_EXPORT VORNWindowID VORNCreateWindowEx(const VORNCreateWindow_t* params)
 
 VORN_EXPORT void VORNDestroyWindow(VORNWindowID id)
 {
+    VORN_CHECK_THREAD_VOID();
     // The open iteration keeps the record alive through the focus callback,
     // which may destroy this or any other window itself.
     StKeepWindows keepRecords;
@@ -206,6 +209,7 @@ VORN_EXPORT void VORNDestroyWindow(VORNWindowID id)
 
 VORN_EXPORT void VORNTakeKeyboardFocus(VORNWindowID id)
 {
+    VORN_CHECK_THREAD_VOID();
     StKeepWindows keepRecords;
     VORNWindowRecord* target = LiveWindow(id);
     if (target == gWindowState.focusWindow ||
@@ -224,6 +228,7 @@ VORN_EXPORT void VORNTakeKeyboardFocus(VORNWindowID id)
 VORN_EXPORT void VORNGetWindowGeometry(VORNWindowID id, int* outLeft, int* outTop, int* outRight,
                                        int* outBottom)
 {
+    VORN_CHECK_THREAD_VOID();
     const VORNWindowRecord* window = FindWindow(id);
     if (window == nullptr)
         return;
@@ -239,6 +244,7 @@ VORN_EXPORT void VORNGetWindowGeometry(VORNWindowID id, int* outLeft, int* outTo
 
 VORN_EXPORT void VORNSetWindowGeometry(VORNWindowID id, int left, int top, int right, int bottom)
 {
+    VORN_CHECK_THREAD_VOID();
     if (VORNWindowRecord* window = FindWindow(id)) {
         window->left = left;
         window->top = top;
@@ -249,12 +255,14 @@ VORN_EXPORT void VORNSetWindowGeometry(VORNWindowID id, int left, int top, int r
 
 VORN_EXPORT int VORNGetWindowIsVisible(VORNWindowID id)
 {
+    VORN_CHECK_THREAD(0);
     const VORNWindowRecord* window = FindWindow(id);
     return window != nullptr ? window->visible : 0;
 }
 
 VORN_EXPORT void VORNSetWindowIsVisible(VORNWindowID id, int visible)
 {
+    VORN_CHECK_THREAD_VOID();
     StKeepWindows keepRecords;
     VORNWindowRecord* window = FindWindow(id);
     if (window == nullptr)
@@ -266,18 +274,21 @@ VORN_EXPORT void VORNSetWindowIsVisible(VORNWindowID id, int visible)
 
 VORN_EXPORT void* VORNGetWindowRefCon(VORNWindowID id)
 {
+    VORN_CHECK_THREAD(nullptr);
     const VORNWindowRecord* window = FindWindow(id);
     return window != nullptr ? window->refcon : nullptr;
 }
 
 VORN_EXPORT void VORNSetWindowRefCon(VORNWindowID id, void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     if (VORNWindowRecord* window = FindWindow(id))
         window->refcon = refcon;
 }
 
 VORN_EXPORT void VORNBringWindowToFront(VORNWindowID id)
 {
+    VORN_CHECK_THREAD_VOID();
     // A destroyed window waiting to be freed keeps its place.
     if (VORNWindowRecord* window = LiveWindow(id))
         gWindowState.windows.MoveToFront(window);
@@ -285,6 +296,7 @@ VORN_EXPORT void VORNBringWindowToFront(VORNWindowID id)
 
 VORN_EXPORT int VORNIsWindowInFront(VORNWindowID id)
 {
+    VORN_CHECK_THREAD(0);
     const VORNWindowRecord* window = FindWindow(id);
     if (window == nullptr)
         return 0;

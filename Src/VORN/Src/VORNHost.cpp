@@ -5,6 +5,7 @@
 #include "VORNHostInternal.h"
 
 #include "VORNCameraInternal.h"
+#include "VORNCheckedInternal.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
 #include "VORNInternal.h"
@@ -12,6 +13,7 @@
 #include "VORNMenusInternal.h"
 #include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNProfileInternal.h"
 #include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -76,6 +78,7 @@ VORN_EXPORT int VORNInitializePlugins(const char* systemPath, VORNHostHooks* hoo
     gHooks = hooks;
     gHost.dirSeparator[0] = '/';
     gHost.dirSeparator[1] = '\0';
+    VORNCheckedStart();
     VORNNoThrow([&] {
         VORNInitMenus();
         PublishBuildString();
@@ -173,6 +176,12 @@ int HandleEvent(int event, void* param, float elapsed)
 
 VORN_EXPORT int VORNEventHook(int event, void* param, float elapsed)
 {
+    if (__builtin_expect(gDiagnostics != 0, 0)) {
+        if (VORNCheckedOn())
+            VORNReportRefusedCalls();
+        if (VORNTimingOn())
+            VORNTimingHostEvent(event);
+    }
     return VORNNoThrow(1, [&] { return HandleEvent(event, param, elapsed); });
 }
 

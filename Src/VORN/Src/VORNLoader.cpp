@@ -10,12 +10,16 @@
 #include "VORNDLLUtils.h"
 #include "VORNHostInternal.h"
 #include "VORNInternal.h"
+#include "VORNProfileInternal.h"
 #include "VORN/VORNUtilities.h"
 
 std::vector<std::unique_ptr<PluginRecord>> gAllPlugins;
 
 // Zero-initialised: before any plug-in exists the host (id 0) is calling.
 int gDispatchedPlugin = 0;
+
+// Everything off until the host switches a mode on.
+uint8_t gDiagnostics = 0;
 
 namespace {
 
@@ -67,33 +71,40 @@ int VORNRegisterHostPlugin()
 void VORNClearPluginRegistry()
 {
     gAllPlugins.clear();
+    // Ids are handed out anew: figures kept by id would go to strangers.
+    VORNTimingForgetPlugins();
 }
 
 // ---- Identity ---------------------------------------------------------------
 
 VORN_EXPORT VORNPluginID VORNGetMyID(void)
 {
+    VORN_CHECK_THREAD(VORN_NO_PLUGIN_ID);
     return gDispatchedPlugin;
 }
 
 VORN_EXPORT int VORNCountPlugins(void)
 {
+    VORN_CHECK_THREAD(0);
     return static_cast<int>(gAllPlugins.size());
 }
 
 VORN_EXPORT VORNPluginID VORNGetNthPlugin(int index)
 {
+    VORN_CHECK_THREAD(VORN_NO_PLUGIN_ID);
     return index;
 }
 
 VORN_EXPORT int VORNIsPluginEnabled(VORNPluginID id)
 {
+    VORN_CHECK_THREAD(0);
     const PluginRecord* record = VORNPluginRecordFor(id);
     return record != nullptr && record->enabled ? 1 : 0;
 }
 
 VORN_EXPORT VORNPluginID VORNFindPluginBySignature(const char* signature)
 {
+    VORN_CHECK_THREAD(VORN_NO_PLUGIN_ID);
     if (signature == nullptr)
         return VORN_NO_PLUGIN_ID;
     return VORNNoThrow(VORN_NO_PLUGIN_ID, [&] {
@@ -103,6 +114,7 @@ VORN_EXPORT VORNPluginID VORNFindPluginBySignature(const char* signature)
 
 VORN_EXPORT VORNPluginID VORNFindPluginByPath(const char* path)
 {
+    VORN_CHECK_THREAD(VORN_NO_PLUGIN_ID);
     if (path == nullptr)
         return VORN_NO_PLUGIN_ID;
     return VORNNoThrow(VORN_NO_PLUGIN_ID, [&] {
@@ -116,6 +128,7 @@ VORN_EXPORT VORNPluginID VORNFindPluginByPath(const char* path)
 VORN_EXPORT void VORNGetPluginInfo(VORNPluginID id, char* outName, char* outFilePath,
                                    char* outSignature, char* outDescription)
 {
+    VORN_CHECK_THREAD_VOID();
     // The id is trusted by contract; an out-of-range one is still refused
     // rather than read past the registry.
     const PluginRecord* record = VORNPluginRecordFor(id);
@@ -159,6 +172,7 @@ const char* DebugCurrentPluginName()
 
 VORN_EXPORT const char* VORNDebugGetCurrentPluginName(void)
 {
+    VORN_CHECK_THREAD("");
     return DebugCurrentPluginName();
 }
 
@@ -166,6 +180,7 @@ VORN_EXPORT const char* VORNDebugGetCurrentPluginName(void)
 
 VORN_EXPORT void VORNSetErrorCallback(VORNErrorCallback_f callback)
 {
+    VORN_CHECK_THREAD_VOID();
     if (PluginRecord* record = VORNPluginRecordFor(gDispatchedPlugin))
         record->errorCallback = callback;
 }

@@ -4,6 +4,8 @@
 #ifndef VORN_LOADER_H
 #define VORN_LOADER_H
 
+#include "VORNInternal.h"
+
 #include "VORN/VORNHostHooks.h"
 #include "VORN/VORNPlugin.h"
 
@@ -267,19 +269,72 @@ constexpr bool VORNCallNeedsCallable(VORNCallKind kind)
 // Logs that the dispatched plug-in let an exception out of a callback.
 void VORNReportPluginException();
 
+// A call that is not made in a drawing phase (see VORNCallPlugin).
+constexpr int32_t kNoCallPhase = -1;
+
+// Time accounting around one call into plug-in code (VORNProfile.cpp):
+// Begin when the plug-in is entered, End when it has returned or thrown;
+// the call's owner is still the dispatched plug-in then. Kept out of line;
+// only the accounting path calls them.
+extern "C" void VORNTimingBegin() noexcept;
+void VORNTimingEnd(VORNCallKind kind, int32_t phase, int32_t before) noexcept;
+
+// Calls VORNTimingBegin without disturbing a single register of the caller
+// (VORNProfile.cpp saves and restores them around it). An ordinary call
+// would make every caller of VORNCallPlugin keep the plug-in's function and
+// arguments in callee-saved registers, accounting on or off. The caller may
+// keep data in the 128 bytes below its stack pointer (the red zone): the
+// call must not write its return address there. No memory clobber: the
+// accounting's state is its own, and a memory clobber would make callers
+// keep the captures of their call in memory.
+inline void VORNTimingBeginKeepingRegisters() noexcept
+{
+    asm volatile("lea -128(%%rsp), %%rsp\n\t"
+                 "call VORNTimingBeginSavingRegisters\n\t"
+                 "lea 128(%%rsp), %%rsp"
+                 :
+                 :
+                 : "cc");
+}
+
+// The accounting path of VORNCallPlugin. Inlined: a call handed to an
+// out-of-line function would make every caller keep the lambda's captures
+// in memory, accounting on or off.
+template <typename R, typename F>
+__attribute__((always_inline)) inline R VORNCallPluginTimed(VORNCallKind kind, R fallback,
+                                                            F& call, int32_t phase,
+                                                            int32_t before) noexcept
+{
+    R result = fallback;
+    VORNTimingBeginKeepingRegisters();
+    try {
+        result = call();
+    } catch (...) {
+        VORNReportPluginException();
+    }
+    VORNTimingEnd(kind, phase, before);
+    return result;
+}
+
 // The one way from the library into plug-in code. Makes owner the
 // dispatched plug-in for the call (restored on every path out), skips the
 // call when owner may not be called (enabled, or the host before any plug-in
 // exists) unless kind is one of the entry points, and stops whatever the
 // call throws: one warning naming the plug-in is logged. A skipped call and
 // one that threw both count as having returned fallback, so lists, iteration
-// depths and the dispatched plug-in stay exactly as they were.
+// depths and the dispatched plug-in stay exactly as they were. While time
+// accounting is on, the call is timed and charged to owner under kind;
+// draw callbacks pass their drawing phase and before flag so that each
+// phase is accounted on its own.
 template <typename R, typename F>
-inline R VORNCallPlugin(VORNCallKind kind, int owner, R fallback, F&& call) noexcept
+inline R VORNCallPlugin(VORNCallKind kind, int owner, R fallback, F&& call,
+                        int32_t phase = kNoCallPhase, int32_t before = kNoCallPhase) noexcept
 {
     StDispatchCallback guard(owner);
     if (VORNCallNeedsCallable(kind) && !guard.valid)
         return fallback;
+    if (__builtin_expect(gDiagnostics & kDiagnoseTiming, 0))
+        return VORNCallPluginTimed(kind, fallback, call, phase, before);
     try {
         return call();
     } catch (...) {
@@ -294,15 +349,13 @@ inline R VORNCallPlugin(VORNCallKind kind, int owner, R fallback, F&& call) noex
 template <typename F>
 inline bool VORNCallPlugin(VORNCallKind kind, int owner, F&& call) noexcept
 {
-    StDispatchCallback guard(owner);
-    if (VORNCallNeedsCallable(kind) && !guard.valid)
-        return false;
-    try {
+    bool called = false;
+    VORNCallPlugin(kind, owner, 0, [&] {
+        called = true;
         call();
-    } catch (...) {
-        VORNReportPluginException();
-    }
-    return true;
+        return 0;
+    });
+    return called;
 }
 
 // Same text as VORNDebugGetCurrentPluginName, for the library's own use.

@@ -6,6 +6,7 @@
 #include "VORNLoaderInternal.h"
 
 #include "VORNCameraInternal.h"
+#include "VORNCheckedInternal.h"
 #include "VORNDLLUtils.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
@@ -14,6 +15,7 @@
 #include "VORNMenusInternal.h"
 #include "VORNPlanesInternal.h"
 #include "VORNProcessingInternal.h"
+#include "VORNProfileInternal.h"
 #include "VORNSceneryInternal.h"
 #include "VORNUtilitiesInternal.h"
 
@@ -52,6 +54,8 @@ const VORNSubsystem kSubsystems[] = {
     {"data refs",    nullptr,                VORNDataRefsCleanupHook,   VORNCountDataRefHoldings,    nullptr},
     {"scenery",      nullptr,                VORNSceneryCleanupHook,    VORNCountSceneryHoldings,    VORNResetScenery},
     {"utilities",    nullptr,                nullptr,                   nullptr,                     VORNResetUtilities},
+    {"time accounting", nullptr,             nullptr,                   nullptr,                     VORNResetProfile},
+    {"checked mode", nullptr,                nullptr,                   nullptr,                     VORNResetChecked},
 };
 
 // Runs hook(id) of every subsystem that has one, in table order. A hook that
@@ -100,6 +104,7 @@ void VORNResetLibrary()
 
 VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
 {
+    VORN_CHECK_THREAD(0);
     if (id <= VORN_HOST_PLUGIN_ID || VORNPluginRecordFor(id) == nullptr)
         return 0;
     PluginRecord& record = *gAllPlugins[id];
@@ -125,6 +130,7 @@ VORN_EXPORT int VORNEnablePlugin(VORNPluginID id)
 
 VORN_EXPORT void VORNDisablePlugin(VORNPluginID id)
 {
+    VORN_CHECK_THREAD_VOID();
     if (id <= VORN_HOST_PLUGIN_ID || VORNPluginRecordFor(id) == nullptr)
         return;
     PluginRecord& record = *gAllPlugins[id];
@@ -217,6 +223,7 @@ void VORNUnloadPlugins()
 
 VORN_EXPORT void VORNReloadPlugins(void)
 {
+    VORN_CHECK_THREAD_VOID();
     gLoader.scheduleReload = true;
 }
 

@@ -52,6 +52,7 @@ void DeliverMessage(int recipient, int sender, int message, void* param)
 
 VORN_EXPORT void VORNSendMessageToPlugin(VORNPluginID target, int message, void* param)
 {
+    VORN_CHECK_THREAD_VOID();
     const int sender = gDispatchedPlugin;
     if (target != VORN_NO_PLUGIN_ID) {
         DeliverMessage(target, sender, message, param);
@@ -66,11 +67,13 @@ VORN_EXPORT void VORNSendMessageToPlugin(VORNPluginID target, int message, void*
 
 VORN_EXPORT int VORNHasFeature(const char* feature)
 {
+    VORN_CHECK_THREAD(0);
     return FeatureIndex(feature) >= 0 ? 1 : 0;
 }
 
 VORN_EXPORT int VORNIsFeatureEnabled(const char* feature)
 {
+    VORN_CHECK_THREAD(0);
     const int index = FeatureIndex(feature);
     if (index < 0) {
         // The query reports under the setter's name, as it always has.
@@ -82,6 +85,7 @@ VORN_EXPORT int VORNIsFeatureEnabled(const char* feature)
 
 VORN_EXPORT void VORNEnableFeature(const char* feature, int enable)
 {
+    VORN_CHECK_THREAD_VOID();
     const int index = FeatureIndex(feature);
     if (index < 0) {
         VORNSendError("Illegal feature name passed to VORNEnableFeature");
@@ -93,6 +97,7 @@ VORN_EXPORT void VORNEnableFeature(const char* feature, int enable)
 
 VORN_EXPORT void VORNEnumerateFeatures(VORNFeatureEnumerator_f enumerator, void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     if (enumerator == nullptr)
         return;
     for (const char* name : kFeatureNames)

@@ -253,12 +253,14 @@ void VORNInitMenus()
 
 VORN_EXPORT VORNMenuID VORNFindPluginsMenu(void)
 {
+    VORN_CHECK_THREAD(nullptr);
     return gMenus.pluginMenu;
 }
 
 VORN_EXPORT VORNMenuID VORNCreateMenu(const char* name, VORNMenuID parent, int parentItem,
                                       VORNMenuHandler_f handler, void* menuRef)
 {
+    VORN_CHECK_THREAD(nullptr);
     return VORNNoThrow(static_cast<VORNMenuID>(nullptr), [&]() -> VORNMenuID {
         VORNMenuInfo_t* parentMenu = nullptr;
         if (parent != nullptr) {
@@ -276,6 +278,7 @@ VORN_EXPORT VORNMenuID VORNCreateMenu(const char* name, VORNMenuID parent, int p
 
 VORN_EXPORT void VORNClearAllMenuItems(VORNMenuID id)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNMenuInfo_t* menu = FindMenu(id);
     const int caller = VORNGetDispatchedPlugin();
     if (menu != nullptr && (menu->owner == caller || menu == gMenus.pluginMenu))
@@ -284,6 +287,7 @@ VORN_EXPORT void VORNClearAllMenuItems(VORNMenuID id)
 
 VORN_EXPORT void VORNDestroyMenu(VORNMenuID id)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNMenuInfo_t* menu = FindMenu(id);
     // The shared "Plugins" menu outlives every plug-in, the host included.
     if (menu == nullptr || menu == gMenus.pluginMenu || menu->owner != VORNGetDispatchedPlugin())
@@ -298,6 +302,7 @@ VORN_EXPORT void VORNDestroyMenu(VORNMenuID id)
 VORN_EXPORT int VORNAppendMenuItem(VORNMenuID id, const char* name, void* itemRef,
                                    int forceEnglish)
 {
+    VORN_CHECK_THREAD(0);
     VORNMenuInfo_t* menu = FindMenu(id);
     if (menu == nullptr)
         return -1;
@@ -306,11 +311,13 @@ VORN_EXPORT int VORNAppendMenuItem(VORNMenuID id, const char* name, void* itemRe
 
 VORN_EXPORT int VORNAppendMenuSeparator(VORNMenuID id)
 {
+    VORN_CHECK_THREAD(0);
     return VORNAppendMenuItem(id, kSeparatorName, nullptr, 0);
 }
 
 VORN_EXPORT void VORNSetMenuItemName(VORNMenuID id, int index, const char* name)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNMenuInfo_t* menu = nullptr;
     int position = -1;
     if (ResolveItem(id, index, "VORNSetMenuItemName was passed an out of range item index.",
@@ -320,6 +327,7 @@ VORN_EXPORT void VORNSetMenuItemName(VORNMenuID id, int index, const char* name)
 
 VORN_EXPORT void VORNCheckMenuItem(VORNMenuID id, int index, int check)
 {
+    VORN_CHECK_THREAD_VOID();
     // The host reads check marks when it needs them (VORNCheckMenuHook).
     if (VORNItemInfo_t* item =
             ResolveItem(id, index, "VORNCheckMenuItem was passed an out of range item index."))
@@ -328,6 +336,7 @@ VORN_EXPORT void VORNCheckMenuItem(VORNMenuID id, int index, int check)
 
 VORN_EXPORT void VORNCheckMenuItemState(VORNMenuID id, int index, int* outCheck)
 {
+    VORN_CHECK_THREAD_VOID();
     const VORNItemInfo_t* item = ResolveItem(
         id, index, "VORNCheckMenuItemState was passed an out of range item index.");
     if (item != nullptr && outCheck != nullptr)
@@ -336,6 +345,7 @@ VORN_EXPORT void VORNCheckMenuItemState(VORNMenuID id, int index, int* outCheck)
 
 VORN_EXPORT void VORNEnableMenuItem(VORNMenuID id, int index, int enabled)
 {
+    VORN_CHECK_THREAD_VOID();
     // This call has never had a message of its own; plug-ins match on this one.
     if (VORNItemInfo_t* item = ResolveItem(
             id, index, "VORNCheckMenuItemState was passed an out of range item index."))
@@ -344,6 +354,7 @@ VORN_EXPORT void VORNEnableMenuItem(VORNMenuID id, int index, int enabled)
 
 VORN_EXPORT void VORNRemoveMenuItem(VORNMenuID id, int index)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNMenuInfo_t* menu = nullptr;
     int position = -1;
     if (ResolveItem(id, index, "VORNRemoveMenuItem was passed an out of range item index.",

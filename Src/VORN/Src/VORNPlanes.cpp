@@ -91,6 +91,7 @@ void CallWaitingPlugins(const std::vector<VORNPlaneRequest>& requests)
 VORN_EXPORT int VORNAcquirePlanes(char** aircraftPaths, VORNPlanesAvailable_f callback,
                                   void* refcon)
 {
+    VORN_CHECK_THREAD(0);
     return VORNNoThrow(0, [&] {
         const int caller = VORNGetDispatchedPlugin();
         if (CallerOwnsPlanes())
@@ -111,6 +112,7 @@ VORN_EXPORT int VORNAcquirePlanes(char** aircraftPaths, VORNPlanesAvailable_f ca
 
 VORN_EXPORT void VORNReleasePlanes(void)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         if (!CallerOwnsPlanes())
             return;
@@ -128,12 +130,14 @@ VORN_EXPORT void VORNReleasePlanes(void)
 
 VORN_EXPORT void VORNSetActiveAircraftCount(int count)
 {
+    VORN_CHECK_THREAD_VOID();
     if (CallerOwnsPlanes())
         gPlanes.planeLimit = count;
 }
 
 VORN_EXPORT void VORNSetAircraftModel(int index, const char* aircraftPath)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         if (!CallerOwnsPlanes() || index < 0 || aircraftPath == nullptr)
             return;
@@ -148,12 +152,14 @@ VORN_EXPORT void VORNSetAircraftModel(int index, const char* aircraftPath)
 
 VORN_EXPORT void VORNDisableAIForPlane(int planeIndex)
 {
+    VORN_CHECK_THREAD_VOID();
     WriteAiLoc(planeIndex, 1);
 }
 
 VORN_EXPORT void VORNDrawAircraft(int planeIndex, float x, float y, float z, float pitch,
                                   float roll, float heading, int fullDraw, void* drawState)
 {
+    VORN_CHECK_THREAD_VOID();
     if (CallerOwnsPlanes())
         gHooks->DrawAircraft(planeIndex, x, y, z, pitch, roll, heading, fullDraw, drawState);
 }
@@ -161,6 +167,7 @@ VORN_EXPORT void VORNDrawAircraft(int planeIndex, float x, float y, float z, flo
 VORN_EXPORT void VORNCountAircraft(int* outTotalAircraft, int* outActiveAircraft,
                                    VORNPluginID* outController)
 {
+    VORN_CHECK_THREAD_VOID();
     const int total = gHooks->CountAircraft(outTotalAircraft, outActiveAircraft, outController);
     const int active = gPlanes.planeLimit == -1 ? total : std::min(total, gPlanes.planeLimit);
     if (outTotalAircraft != nullptr)
@@ -173,6 +180,7 @@ VORN_EXPORT void VORNCountAircraft(int* outTotalAircraft, int* outActiveAircraft
 
 VORN_EXPORT void VORNGetNthAircraftModel(int index, char* outFileName, char* outPath)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         if (outFileName == nullptr || outPath == nullptr)
             return;
@@ -187,6 +195,7 @@ VORN_EXPORT void VORNGetNthAircraftModel(int index, char* outFileName, char* out
 
 VORN_EXPORT void VORNSetUsersAircraft(const char* aircraftPath)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         if (aircraftPath == nullptr)
             return;
@@ -201,6 +210,7 @@ VORN_EXPORT void VORNPlaceUserAtAirport(const char* airportCode)
 
 VORN_EXPORT void VORNReinitUsersPlane(void)
 {
+    VORN_CHECK_THREAD_VOID();
     if (CallerOwnsPlanes() && VORNHostTableSizeAtLeast(VORN_HOST_HOOKS_SIZE))
         gHooks->ReinitUsersPlane(kReinitFirst, kReinitSecond);
 }

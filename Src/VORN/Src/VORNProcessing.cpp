@@ -534,11 +534,13 @@ VORN_EXPORT float VORNGetElapsedTime(void)
 
 VORN_EXPORT int VORNGetCycleNumber(void)
 {
+    VORN_CHECK_THREAD(0);
     return gProcessing.lastCallNumber;
 }
 
 VORN_EXPORT VORNFlightLoopID VORNCreateFlightLoop(VORNCreateFlightLoop_t* params)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (params == nullptr)
         return nullptr;
     return VORNNoThrow<VORNFlightLoopID>(nullptr, [&] {
@@ -558,6 +560,7 @@ VORN_EXPORT VORNFlightLoopID VORNCreateFlightLoop(VORNCreateFlightLoop_t* params
 
 VORN_EXPORT void VORNDestroyFlightLoop(VORNFlightLoopID flightLoopID)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNFlightLoopRecord* loop = RecordOf(flightLoopID);
     if (loop != nullptr && CallerOwns(*loop, kRemoveForeign))
         gProcessing.flightLoops.Kill(loop);
@@ -566,6 +569,7 @@ VORN_EXPORT void VORNDestroyFlightLoop(VORNFlightLoopID flightLoopID)
 VORN_EXPORT void VORNScheduleFlightLoop(VORNFlightLoopID flightLoopID, float interval,
                                         int relativeToNow)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNFlightLoopRecord* loop = RecordOf(flightLoopID);
     if (loop == nullptr || !CallerOwns(*loop, kScheduleForeign))
         return;
@@ -579,6 +583,7 @@ VORN_EXPORT void VORNScheduleFlightLoop(VORNFlightLoopID flightLoopID, float int
 VORN_EXPORT void VORNRegisterFlightLoopCallback(VORNFlightLoop_f callback, float interval,
                                                 void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNCreateFlightLoop_t params = {kCreateParamsSize, VORN_FLIGHT_LOOP_PHASE_FIRST, callback,
                                      refcon};
     VORNFlightLoopID loop = VORNCreateFlightLoop(&params);
@@ -587,6 +592,7 @@ VORN_EXPORT void VORNRegisterFlightLoopCallback(VORNFlightLoop_f callback, float
 
 VORN_EXPORT void VORNUnregisterFlightLoopCallback(VORNFlightLoop_f callback, void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     auto& loops = gProcessing.flightLoops;
     StIterate<VORNFlightLoopRecord> iterate(loops);
     for (auto* loop = loops.First(); loop != nullptr; loop = loops.Next(loop)) {
@@ -600,6 +606,7 @@ VORN_EXPORT void VORNUnregisterFlightLoopCallback(VORNFlightLoop_f callback, voi
 VORN_EXPORT void VORNSetFlightLoopCallbackInterval(VORNFlightLoop_f callback, float interval,
                                                    int relativeToNow, void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     auto& loops = gProcessing.flightLoops;
     StIterate<VORNFlightLoopRecord> iterate(loops);
     for (auto* loop = loops.First(); loop != nullptr; loop = loops.Next(loop)) {

@@ -91,6 +91,7 @@ bool MayDraw(void* object, int count, const VORNObjectPlacementRecord* placement
 
 VORN_EXPORT VORNProbeRef VORNCreateProbe(int probeType)
 {
+    VORN_CHECK_THREAD(nullptr);
     return VORNNoThrow<VORNProbeRef>(nullptr, [&] {
         auto probe = std::make_unique<VORNProbe_t>(
             VORNProbe_t{VORNGetDispatchedPlugin(), probeType, 0});
@@ -109,6 +110,7 @@ VORN_EXPORT VORNProbeRef VORNCreateProbe(int probeType)
 
 VORN_EXPORT void VORNDestroyProbe(VORNProbeRef probe)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         auto found = gScenery.probes.find(static_cast<VORNProbe_t*>(probe));
         if (found != gScenery.probes.end())
@@ -119,6 +121,7 @@ VORN_EXPORT void VORNDestroyProbe(VORNProbeRef probe)
 VORN_EXPORT int VORNProbeTerrainXYZ(VORNProbeRef probe, float x, float y, float z,
                                     VORNProbeResult_t* outInfo)
 {
+    VORN_CHECK_THREAD(0);
     const VORNProbe_t* record = static_cast<const VORNProbe_t*>(probe);
     if (record == nullptr || outInfo == nullptr || record->probeType != VORN_PROBE_Y ||
         outInfo->structSize != kProbeResultSize)
@@ -164,6 +167,7 @@ void VORNObjectCompletion_t::AsyncCB(void* object, void* refcon)
 
 VORN_EXPORT VORNObjectRef VORNLoadObject(const char* path)
 {
+    VORN_CHECK_THREAD(nullptr);
     return VORNNoThrow<VORNObjectRef>(nullptr, [&] {
         void* object = gHooks->LoadObject(path);
         if (object != nullptr)
@@ -174,6 +178,7 @@ VORN_EXPORT VORNObjectRef VORNLoadObject(const char* path)
 
 VORN_EXPORT void VORNLoadObjectAsync(const char* path, VORNObjectLoaded_f callback, void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         auto* completion = new VORNObjectCompletion_t(callback, refcon);
         VORNQueueDelivery(completion);
@@ -185,6 +190,7 @@ VORN_EXPORT void VORNDrawObjects(VORNObjectRef object, int count,
                                  VORNObjectPlacementRecord* placements, int lighting,
                                  int earthRelative)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         if (placements == nullptr)
             count = 0;
@@ -201,6 +207,7 @@ VORN_EXPORT void VORNDrawObjects(VORNObjectRef object, int count,
 
 VORN_EXPORT void VORNUnloadObject(VORNObjectRef object)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] {
         std::vector<void*>& objects = ObjectsOf(VORNGetDispatchedPlugin());
         auto found = std::find(objects.begin(), objects.end(), object);

@@ -148,12 +148,14 @@ VORN_EXPORT void VORNReloadScenery(void)
 
 VORN_EXPORT void VORNCommandButtonPress(int button)
 {
+    VORN_CHECK_THREAD_VOID();
     SendButtonEdge(button, 0);
     VORNNoThrow([&] { gUtilities.buttons.push_back(button); });
 }
 
 VORN_EXPORT void VORNCommandButtonRelease(int button)
 {
+    VORN_CHECK_THREAD_VOID();
     SendButtonEdge(button, 1);
     auto held = std::find(gUtilities.buttons.begin(), gUtilities.buttons.end(), button);
     if (held != gUtilities.buttons.end())
@@ -176,6 +178,7 @@ const std::vector<int>& VORNHeldButtons()
 
 VORN_EXPORT const char* VORNGetVirtualKeyDescription(char virtualKey)
 {
+    VORN_CHECK_THREAD("");
     for (const KeyName& entry : kKeyNameTable) {
         if (static_cast<unsigned char>(entry.code) == static_cast<unsigned char>(virtualKey))
             return entry.name;
@@ -187,21 +190,25 @@ VORN_EXPORT const char* VORNGetVirtualKeyDescription(char virtualKey)
 
 VORN_EXPORT void VORNGetSystemPath(char* out)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] { GetHostPath(gHooks->GetSystemPath, out); });
 }
 
 VORN_EXPORT void VORNGetPrefsPath(char* out)
 {
+    VORN_CHECK_THREAD_VOID();
     VORNNoThrow([&] { GetHostPath(gHooks->GetPrefsPath, out); });
 }
 
 VORN_EXPORT const char* VORNGetDirectorySeparator(void)
 {
+    VORN_CHECK_THREAD("");
     return VORNNeedPathConvert() ? VORNDirSeparator() : kNativeSeparator;
 }
 
 VORN_EXPORT char* VORNExtractFileAndPath(char* fullPath)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (fullPath == nullptr || fullPath[0] == '\0')
         return fullPath;
     const char sep = VORNGetDirectorySeparator()[0];
@@ -221,6 +228,7 @@ VORN_EXPORT int VORNGetDirectoryContents(const char* dirPath, int offset, char* 
                                          int bufSize, char** indices, int indexCount,
                                          int* totalFiles, int* returnedFiles)
 {
+    VORN_CHECK_THREAD(0);
     return VORNNoThrow(0, [&] {
         std::string path(dirPath != nullptr ? dirPath : "");
         const bool convert = VORNNeedPathConvert();
@@ -243,11 +251,13 @@ VORN_EXPORT int VORNGetDirectoryContents(const char* dirPath, int offset, char* 
 
 VORN_EXPORT int VORNInitialized(void)
 {
+    VORN_CHECK_THREAD(0);
     return gHooks != nullptr ? 1 : 0;
 }
 
 VORN_EXPORT void VORNGetVersions(int* outSimVersion, int* outLibVersion, int* outHostId)
 {
+    VORN_CHECK_THREAD_VOID();
     int simVersion = 0;
     int hostId = 0;
     gHooks->GetVersions(&simVersion, &hostId);
@@ -293,6 +303,7 @@ int VORN_dprintf(const char* format, ...)
 
 VORN_EXPORT int VORNLoadDataFile(int fileType, const char* path)
 {
+    VORN_CHECK_THREAD(0);
     if (fileType != VORN_DATA_FILE_SITUATION && fileType != VORN_DATA_FILE_MOVIE) {
         VORNSendError("Illegal file type passed to VORNLoadDataFile.");
         return 0;
@@ -302,6 +313,7 @@ VORN_EXPORT int VORNLoadDataFile(int fileType, const char* path)
 
 VORN_EXPORT int VORNSaveDataFile(int fileType, const char* path)
 {
+    VORN_CHECK_THREAD(0);
     if (path == nullptr) {
         VORNSendError("Null file path passed to VORNSaveDataFile.");
         return 0;

@@ -71,6 +71,7 @@ bool IsHeld(int plugin, VORNCommandRef command)
 
 VORN_EXPORT VORNCommandRef VORNFindCommand(const char* name)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (name == nullptr)
         return nullptr;
     return gHooks->FindCommand(name, nullptr, 0);
@@ -78,6 +79,7 @@ VORN_EXPORT VORNCommandRef VORNFindCommand(const char* name)
 
 VORN_EXPORT VORNCommandRef VORNCreateCommand(const char* name, const char* description)
 {
+    VORN_CHECK_THREAD(nullptr);
     if (name == nullptr)
         return nullptr;
     if (std::strncmp(name, kReservedCommandPrefix, sizeof kReservedCommandPrefix - 1) == 0) {
@@ -90,6 +92,7 @@ VORN_EXPORT VORNCommandRef VORNCreateCommand(const char* name, const char* descr
 
 VORN_EXPORT void VORNCommandBegin(VORNCommandRef command)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     VORNNoThrow([&] {
@@ -100,6 +103,7 @@ VORN_EXPORT void VORNCommandBegin(VORNCommandRef command)
 
 VORN_EXPORT void VORNCommandEnd(VORNCommandRef command)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     gHooks->CommandEnd(command);
@@ -108,6 +112,7 @@ VORN_EXPORT void VORNCommandEnd(VORNCommandRef command)
 
 VORN_EXPORT void VORNCommandOnce(VORNCommandRef command)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     gHooks->CommandBegin(command);
@@ -118,6 +123,7 @@ VORN_EXPORT void VORNRegisterCommandHandler(VORNCommandRef command,
                                             VORNCommandCallback_f callback, int before,
                                             void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr || callback == nullptr)
         return;
     VORNNoThrow([&] {
@@ -140,6 +146,7 @@ VORN_EXPORT void VORNUnregisterCommandHandler(VORNCommandRef command,
                                               VORNCommandCallback_f callback, int before,
                                               void* refcon)
 {
+    VORN_CHECK_THREAD_VOID();
     if (command == nullptr)
         return;
     VORNNoThrow([&] {
