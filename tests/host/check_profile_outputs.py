@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""Runs vorn-host over the sample root with --trace and --chart and checks
-what it wrote: the trace must be JSON in the Chrome trace-event format (every
+"""Runs vorn-host over the sample root with --profile, --trace and --chart
+and checks what it wrote: the table must list every plug-in and kind sorted
+by total self time, the spiky example's flight loop with every call and its
+spike; the trace must be JSON in the Chrome trace-event format (every
 complete event with its name, ph "X", ts, dur, pid, tid and args naming the
 plug-in and the kind; frames on a track of their own) and the chart must be
 SVG (XML) with a bar per plug-in and frame, the budget line and the slowest
@@ -28,6 +30,32 @@ def check(condition, message):
 
 def is_number(value):
     return isinstance(value, (int, float)) and not isinstance(value, bool)
+
+
+def check_table(output):
+    lines = output.splitlines()
+    header = [i for i, line in enumerate(lines) if line.startswith("plug-in ")]
+    check(len(header) == 1, "no table header in the output")
+    if not header:
+        return
+    check(lines[header[0]].split() == ["plug-in", "kind", "calls", "mean", "ms", "p95", "ms",
+                                       "max", "ms", "share"], f"header {lines[header[0]]}")
+    rows = []
+    for line in lines[header[0] + 1:]:
+        if not line.strip():
+            break
+        # plug-in (24) kind (26) calls mean p95 max share [over budget Nx]
+        plugin, kind, numbers = line[:24].strip(), line[25:51].strip(), line[51:].split()
+        rows.append((plugin, kind, int(numbers[0]), float(numbers[1]), float(numbers[2]),
+                     float(numbers[3])))
+    check(len(rows) > 10, f"only {len(rows)} rows in the table")
+    totals = [calls * mean for _, _, calls, mean, _, _ in rows]
+    for i in range(1, len(rows)):
+        slack = 0.0005 * (rows[i - 1][2] + rows[i][2])  # the means are rounded to 1 us
+        check(totals[i] <= totals[i - 1] + slack, f"row {rows[i]} is above {rows[i - 1]}")
+    spiky = [row for row in rows if row[:2] == ("Spiky", "flight loop (phase 0)")]
+    check(len(spiky) == 1 and spiky[0][2] == FRAMES and spiky[0][5] >= 9.0,
+          f"the spiky flight loop's row: {spiky}")
 
 
 def check_trace(path):
@@ -93,15 +121,17 @@ def main():
     with tempfile.TemporaryDirectory() as scratch:
         trace = os.path.join(scratch, "trace.json")
         chart = os.path.join(scratch, "chart.svg")
-        subprocess.run([host, "--frames", str(FRAMES), "--quiet", "--trace", trace, "--chart",
-                        chart], check=True, stdout=subprocess.DEVNULL)
+        run = subprocess.run([host, "--frames", str(FRAMES), "--quiet", "--profile", "--trace",
+                              trace, "--chart", chart], check=True, stdout=subprocess.PIPE,
+                             text=True)
+        check_table(run.stdout)
         check_trace(trace)
         check_chart(chart)
     for failure in failures[:20]:
         print("FAIL:", failure)
     if failures:
         sys.exit(1)
-    print("the trace and the chart are well formed")
+    print("the table, the trace and the chart are well formed")
 
 
 if __name__ == "__main__":
