@@ -582,12 +582,12 @@ protected:
 
 TEST_F(FlightLoopSchedulerTest, CallsWhatThePlainWalkCallsInTheSameOrder)
 {
-    Compare(1, 60, false, 400);
+    Compare(1, 40, false, 400);
 }
 
 TEST_F(FlightLoopSchedulerTest, PassesDrivenFromInsideACallbackCallWhatThePlainWalkCalls)
 {
-    Compare(1001, 20, true, 300);
+    Compare(1001, 16, true, 300);
 }
 
 }  // namespace

@@ -441,8 +441,9 @@ __attribute__((noinline)) VORNFlightLoopRecord* TakeReady()
 
 // Calls the due loops of the phase in list order (newest first): the near
 // array and the ready loops merged by serial, each tested when the walk
-// reaches it. Kept out of line: the loop gets the registers to itself.
-__attribute__((noinline)) void WalkQueues(PhaseQueues& queues, float passTime, float passCount)
+// reaches it. The branch hints lay out the common case (a loop of the near
+// array, due) as the straight path.
+inline void WalkQueues(PhaseQueues& queues, float passTime, float passCount)
 {
     ProcessingState& s = gProcessing;
     // The near array neither moves nor changes length until the walk ends;
@@ -451,11 +452,11 @@ __attribute__((noinline)) void WalkQueues(PhaseQueues& queues, float passTime, f
     VORNFlightLoopRecord** in = queues.near.empty() ? noLoops : queues.near.data();
     for (;;) {
         VORNFlightLoopRecord* loop = *in;
-        if (loop->serial > s.readySerial) {
+        if (__builtin_expect(loop->serial > s.readySerial, 1)) {
             ++in;
             s.walking = loop;
-            if (!loop->dead) {
-                if (DueAt(*loop, passTime, passCount))
+            if (__builtin_expect(!loop->dead, 1)) {
+                if (__builtin_expect(DueAt(*loop, passTime, passCount), 1))
                     RunLoop(*loop, passTime);
                 else
                     Reconsider(queues, in[-1]);
