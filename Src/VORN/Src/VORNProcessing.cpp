@@ -31,6 +31,7 @@ struct PhaseQueues {
     bool nearChanged = false;  // holes in near, or loops joining it: close it after the walk
     VORNFlightLoopHeap seconds;
     VORNFlightLoopHeap passes;
+    // The time of the phase's previous pass, while a pass runs.
     float lastPassTime = std::numeric_limits<float>::quiet_NaN();
 };
 
@@ -47,7 +48,6 @@ struct ProcessingState {
     // The loop that walk stands on: loops of lower serial are still ahead.
     const VORNFlightLoopRecord* walking = nullptr;
     float passTime = 0.0f;
-    float passSpan = 0.0f;   // passTime minus that of the phase's previous pass
     // Due loops still ahead of the walk, by serial (the last is met first);
     // empty outside a walk.
     std::vector<VORNFlightLoopRecord*> ready;
@@ -305,14 +305,13 @@ __attribute__((noinline)) bool TakeDue(PhaseQueues& queues, float passTime)
 }
 
 // Whether the running pass expects the next pass of the phase to reach a
-// due point.
-bool DueByNextPass(VORNQueuePlace unit, float key)
+// loop's due point: as far ahead as the previous pass lies behind.
+bool DueByNextPass(const VORNFlightLoopRecord& loop, VORNQueuePlace unit, float key)
 {
     const ProcessingState& s = gProcessing;
-    const float horizon = unit == kQueueSeconds
-                              ? s.passTime + s.passSpan
-                              : static_cast<float>(s.lastCallNumber) + kNearPasses;
-    return key <= horizon;
+    if (unit == kQueuePasses)
+        return key <= static_cast<float>(s.lastCallNumber) + kNearPasses;
+    return key <= s.passTime + (s.passTime - s.phases[loop.phase].lastPassTime);
 }
 
 // A loop of the near array that the walk found alive but not due: it stays
@@ -324,7 +323,7 @@ __attribute__((noinline)) void Reconsider(PhaseQueues& queues, VORNFlightLoopRec
     VORNQueuePlace unit;
     float key;
     const bool filed = FiledPoint(loop, unit, key);
-    if (filed && DueByNextPass(unit, key))
+    if (filed && DueByNextPass(loop, unit, key))
         return;
     entry = &gHole;
     queues.nearChanged = true;
@@ -343,7 +342,7 @@ __attribute__((noinline)) void SettleReady(VORNFlightLoopRecord& loop)
     float key;
     if (loop.dead || !FiledPoint(loop, unit, key)) {
         loop.queuePlace = kQueueNowhere;
-    } else if (!DueByNextPass(unit, key)) {
+    } else if (!DueByNextPass(loop, unit, key)) {
         PushHeap(loop, unit, key);
     } else {
         Grow([&] {
@@ -470,6 +469,7 @@ inline void WalkQueues(PhaseQueues& queues, float passTime, float passCount)
         if (s.readySerial == 0)
             break;  // at the end
         if (s.readySerial == kHandOver) {
+            queues.lastPassTime = passTime;
             HandOver(queues, passTime);
             return;
         }
@@ -479,6 +479,7 @@ inline void WalkQueues(PhaseQueues& queues, float passTime, float passCount)
             RunLoop(*loop, passTime);
         SettleReady(*loop);
     }
+    queues.lastPassTime = passTime;
     if (queues.nearChanged)
         CloseNear(queues);
 }
@@ -501,8 +502,6 @@ void RunQueuedPass(float passTime, int32_t phase)
     PhaseQueues& queues = s.phases[phase];
     StIterate<VORNFlightLoopRecord> iterate(s.flightLoops);
     s.passTime = passTime;
-    s.passSpan = passTime - queues.lastPassTime;
-    queues.lastPassTime = passTime;
     if ((MayHoldDue(queues.seconds, kQueueSeconds, passTime) ||
          MayHoldDue(queues.passes, kQueuePasses, passTime)) &&
         !TakeDue(queues, passTime)) {
