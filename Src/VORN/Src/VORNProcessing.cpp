@@ -95,19 +95,20 @@ void ReportBadParams(const VORNCreateFlightLoop_t& params)
 }
 
 // The point at which a loop is due, in the unit its interval counts
-// (kQueueSeconds: a time, kQueuePasses: a pass count); false when its
+// (kQueuePasses: a pass count, kQueueSeconds: a time); false when its
 // interval is 0 or NaN. Single-precision arithmetic throughout: the due
 // moments must not depend on how the compiler widens intermediate values.
+// Passes first: -1, every pass, is the busiest rhythm.
 inline bool DuePoint(const VORNFlightLoopRecord& loop, VORNQueuePlace& unit, float& key)
 {
-    if (loop.interval > 0.0f) {
-        unit = kQueueSeconds;
-        key = loop.lastCallTime + loop.interval;
-        return true;
-    }
     if (loop.interval < 0.0f) {
         unit = kQueuePasses;
         key = static_cast<float>(loop.lastCallCycle) - loop.interval;
+        return true;
+    }
+    if (loop.interval > 0.0f) {
+        unit = kQueueSeconds;
+        key = loop.lastCallTime + loop.interval;
         return true;
     }
     return false;  // 0 and NaN: idle
@@ -440,8 +441,7 @@ __attribute__((noinline)) VORNFlightLoopRecord* TakeReady()
 
 // Calls the due loops of the phase in list order (newest first): the near
 // array and the ready loops merged by serial, each tested when the walk
-// reaches it. The branch hints lay out the common case (a loop of the near
-// array, due) as the straight path.
+// reaches it.
 inline void WalkQueues(PhaseQueues& queues, float passTime, float passCount)
 {
     ProcessingState& s = gProcessing;
@@ -451,11 +451,11 @@ inline void WalkQueues(PhaseQueues& queues, float passTime, float passCount)
     VORNFlightLoopRecord** in = queues.near.empty() ? noLoops : queues.near.data();
     for (;;) {
         VORNFlightLoopRecord* loop = *in;
-        if (__builtin_expect(loop->serial > s.readySerial, 1)) {
+        if (loop->serial > s.readySerial) {
             ++in;
             s.walking = loop;
-            if (__builtin_expect(!loop->dead, 1)) {
-                if (__builtin_expect(DueAt(*loop, passTime, passCount), 1))
+            if (!loop->dead) {
+                if (DueAt(*loop, passTime, passCount))
                     RunLoop(*loop, passTime);
                 else
                     Reconsider(queues, in[-1]);

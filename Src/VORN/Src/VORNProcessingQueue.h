@@ -1,14 +1,14 @@
 // VORNProcessingQueue.h - where the flight-loop pass finds the loops that
 // are due without looking at the others.
 //
-// Each phase keeps its scheduled loops in three places: the loops expected
-// to be due at the next pass in an array ordered like the registry (newest
-// first), which every pass walks; and the loops due later in two min-heaps
-// by due point, one for loops counted in seconds (keyed by last call time
-// plus interval) and one for loops counted in passes (keyed by last call
-// cycle minus interval), from which a pass takes only the entries that are
-// due. Idle loops (interval 0 or not a number, a due point that is not a
-// number) and loops of a phase other than 0 or 1 are in none of them.
+// Each phase keeps its scheduled loops in three places: the loops due at
+// (about) every pass in an array ordered like the registry (newest first),
+// which every pass walks; and the loops due later in two min-heaps by due
+// point, one for loops counted in seconds (keyed by last call time plus
+// interval) and one for loops counted in passes (keyed by last call cycle
+// minus interval), from which a pass takes only the entries that are due.
+// Idle loops (interval 0 or not a number, a due point that is not a number)
+// and loops of a phase other than 0 or 1 are in none of them.
 #ifndef VORN_PROCESSING_QUEUE_H
 #define VORN_PROCESSING_QUEUE_H
 
@@ -20,7 +20,7 @@
 
 // VORNFlightLoopRecord::queuePlace.
 enum VORNQueuePlace : uint8_t {
-    kQueueNowhere,  // idle, dead, another phase, or being called right now
+    kQueueNowhere,  // idle, dead, a phase no pass runs, or taken from the ready list
     kQueueNear,     // the phase's array walked by every pass; queueSlot is the index
     kQueueSeconds,  // the phase's heap of loops counted in seconds; queueSlot is the index
     kQueuePasses,   // the phase's heap of loops counted in passes; queueSlot is the index
@@ -34,7 +34,6 @@ enum VORNQueuePlace : uint8_t {
 class VORNFlightLoopHeap {
 public:
     bool Empty() const { return mEntries.empty(); }
-    size_t Size() const { return mEntries.size(); }
 
     // The earliest due point, +infinity when empty.
     float FirstKey() const { return mFirstKey; }
