@@ -2,8 +2,7 @@
 // real plug-in modules (the agent plug-in runs test code as itself) and
 // driven by the host's events 0 and 10.
 
-#include "../plugins/agent.h"
-#include "HostFixture.h"
+#include "AgentHost.h"
 #include "VORN/VORNDisplay.h"
 #include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
@@ -21,13 +20,6 @@ using ::testing::IsEmpty;
 namespace {
 
 std::vector<std::string> gCalls;
-std::vector<std::string> gErrorTexts;
-
-void CollectError(const char* message)
-{
-    gErrorTexts.emplace_back(message);
-}
-
 // refcon of a test loop: logs "name/id counter", then runs its action.
 struct Loop {
     explicit Loop(std::string n, float r = -1.0f) : name(std::move(n)), result(r) {}
@@ -56,30 +48,13 @@ int DrawNothing(int, int, void*)
     return 1;
 }
 
-void RunFunction(void* context)
-{
-    (*static_cast<std::function<void()>*>(context))();
-}
-
-class FlightLoopApiTest : public HostTest {
+class FlightLoopApiTest : public AgentHostTest {
 protected:
     void SetUp() override
     {
-        HostTest::SetUp();
+        AgentHostTest::SetUp();
         gCalls.clear();
-        gErrorTexts.clear();
-        InstallPlugin("agent", "a.vpl");
-        InstallPlugin("agent", "b.vpl");
-        host->systemPath = SystemPath();
-        Start();
-        ASSERT_EQ(VORNCountPlugins(), 3);
-    }
-
-    // Runs body as plug-in id (1 or 2), through a message to it.
-    void As(int id, std::function<void()> body)
-    {
-        AgentRun run = {RunFunction, &body};
-        VORNSendMessageToPlugin(id, AGENT_RUN_MESSAGE, &run);
+        StartAgents(2);
     }
 
     VORNFlightLoopID Create(int id, Loop& loop, int phase = 0, float interval = -1.0f)
@@ -91,13 +66,6 @@ protected:
             VORNScheduleFlightLoop(handle, interval, 0);
         });
         return handle;
-    }
-
-    void Frame(float t)
-    {
-        host->elapsedTime = t;
-        EXPECT_EQ(VORNEventHook(0, nullptr, t), 1);
-        EXPECT_EQ(VORNEventHook(10, nullptr, t), 1);
     }
 
     const int a = 1, b = 2;
