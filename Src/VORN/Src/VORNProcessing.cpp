@@ -24,10 +24,21 @@ void ForgetLoop(VORNFlightLoopRecord* loop);
 VORNFlightLoopRecord gHole;
 VORNFlightLoopRecord gEnd;
 
+// ProcessingState::filing.
+enum QueueFiling : uint8_t {
+    // Few loops: passes walk the list, and nothing is filed in the queues.
+    kUnfiled,
+    // Every scheduled loop is in its queue, and passes consult the queues.
+    kFiled,
+    // Memory ran out while filing a loop: the queues are no longer complete,
+    // so every pass from then on walks the whole list.
+    kLost,
+};
+
 // The scheduled loops of one phase (see VORNProcessingQueue.h).
 struct PhaseQueues {
-    // Newest first, ending in &gEnd once loops have joined; &gHole where one left.
-    std::vector<VORNFlightLoopRecord*> near;
+    // Newest first, always ending in &gEnd; &gHole where one left.
+    std::vector<VORNFlightLoopRecord*> near{&gEnd};
     bool nearChanged = false;  // holes in near, or loops joining it: close it after the walk
     VORNFlightLoopHeap seconds;
     VORNFlightLoopHeap passes;
@@ -39,6 +50,7 @@ struct ProcessingState {
     // Newest first: loops created during a pass are first met in the next.
     VORNResourceList<VORNFlightLoopRecord> flightLoops{ForgetLoop};
     int32_t lastCallNumber = 0;  // passes of either phase so far
+    int32_t linkedLoops = 0;     // records in flightLoops, dead ones included
     PhaseQueues phases[2];
 
     // The pass running now. Only the outermost pass uses the queues; one
@@ -58,9 +70,8 @@ struct ProcessingState {
     // walk order; they join the near array when the walk ends.
     std::vector<VORNFlightLoopRecord*> joining;
     std::vector<VORNFlightLoopRecord*> merged;  // scratch for that join
-    // Set when memory ran out while filing a loop: the queues are no longer
-    // complete, so every pass from then on walks the whole list.
-    bool queuesLost = false;
+    // Whether the queues hold every scheduled loop (see QueueFiling).
+    uint8_t filing = kUnfiled;
 };
 
 ProcessingState gProcessing;
@@ -71,6 +82,11 @@ const int kCreateParamsSize = 24;
 // near array: with both phases run every frame the counter advances by 2
 // from one pass of a phase to the next.
 const float kNearPasses = 2.0f;
+
+// With no more loops than this in the registry a pass walks the list: a
+// walk that short costs less than consulting the queues, which are kept up
+// to date all the same.
+const int32_t kFewLoops = 4;
 
 // ProcessingState::readySerial when the queued walk must hand over to a plain
 // walk: a callback drove a nested pass, or memory ran out.
@@ -177,7 +193,7 @@ __attribute__((always_inline)) inline bool RunLoop(VORNFlightLoopRecord& loop, f
 // list, which needs no queue.
 void LoseQueues()
 {
-    gProcessing.queuesLost = true;
+    gProcessing.filing = kLost;
     gProcessing.readySerial = kHandOver;
     gProcessing.walkingPhase = -1;
 }
@@ -227,10 +243,10 @@ bool SerialBefore(const VORNFlightLoopRecord* a, const VORNFlightLoopRecord* b)
 // it. A loop made due ahead of the running walk goes to the walk's ready
 // loops; any other goes to its heap, due or not (a due loop the walk has
 // passed waits for the next pass).
-void Reschedule(VORNFlightLoopRecord& loop) noexcept
+__attribute__((noinline)) void RescheduleFiled(VORNFlightLoopRecord& loop) noexcept
 {
     ProcessingState& s = gProcessing;
-    if (s.queuesLost || loop.queuePlace == kQueueNear || loop.queuePlace == kQueueReady ||
+    if (loop.queuePlace == kQueueNear || loop.queuePlace == kQueueReady ||
         loop.queuePlace == kQueueJoining)
         return;
     LeaveHeap(loop);
@@ -251,11 +267,19 @@ void Reschedule(VORNFlightLoopRecord& loop) noexcept
     }
 }
 
+// With the queues unfiled (few loops) there is nothing to file.
+inline void Reschedule(VORNFlightLoopRecord& loop) noexcept
+{
+    if (gProcessing.filing == kFiled)
+        RescheduleFiled(loop);
+}
+
 // The list tells of every record it unlinks. Loops still in the walk's ready
 // or joining lists are dead and dropped when the walk meets them.
 void ForgetLoop(VORNFlightLoopRecord* loop)
 {
-    if (gProcessing.queuesLost)
+    --gProcessing.linkedLoops;
+    if (gProcessing.filing != kFiled)
         return;
     if (loop->queuePlace == kQueueNear) {
         PhaseQueues& queues = gProcessing.phases[loop->phase];
@@ -399,7 +423,7 @@ __attribute__((noinline)) void CloseNear(PhaseQueues& queues)
 }
 
 // The plain walk: every record from first on, newest first.
-void WalkList(VORNFlightLoopRecord* first, float passTime, int32_t phase)
+inline void WalkList(VORNFlightLoopRecord* first, float passTime, int32_t phase)
 {
     for (auto* loop = first; loop != nullptr; loop = LoopList::Next(loop)) {
         if (!loop->dead && loop->phase == phase && IsDue(*loop, passTime) &&
@@ -415,7 +439,7 @@ __attribute__((noinline)) void HandOver(PhaseQueues& queues, float passTime)
 {
     ProcessingState& s = gProcessing;
     const VORNFlightLoopRecord* at = s.walking;
-    if (!s.queuesLost) {
+    if (s.filing != kLost) {
         s.walkingPhase = -1;
         s.readySerial = 0;
         CloseNear(queues);
@@ -447,8 +471,7 @@ inline void WalkQueues(PhaseQueues& queues, float passTime, float passCount)
     ProcessingState& s = gProcessing;
     // The near array neither moves nor changes length until the walk ends;
     // loops that leave it meanwhile leave holes.
-    static VORNFlightLoopRecord* noLoops[1] = {&gEnd};
-    VORNFlightLoopRecord** in = queues.near.empty() ? noLoops : queues.near.data();
+    VORNFlightLoopRecord** in = queues.near.data();
     for (;;) {
         VORNFlightLoopRecord* loop = *in;
         if (loop->serial > s.readySerial) {
@@ -513,6 +536,31 @@ void RunQueuedPass(float passTime, int32_t phase)
     s.walkingPhase = -1;
 }
 
+// The registry shrank to a few loops: passes walk the list from now on, and
+// the queues are emptied.
+__attribute__((noinline)) void UnfileAll()
+{
+    ProcessingState& s = gProcessing;
+    for (auto* loop = s.flightLoops.First(); loop != nullptr; loop = LoopList::Next(loop))
+        loop->queuePlace = kQueueNowhere;
+    for (PhaseQueues& queues : s.phases) {
+        queues.near.assign(1, &gEnd);  // within capacity: the array held &gEnd
+        queues.nearChanged = false;
+        queues.seconds = VORNFlightLoopHeap();
+        queues.passes = VORNFlightLoopHeap();
+    }
+    s.filing = kUnfiled;
+}
+
+// The registry grew past a few loops: every scheduled loop goes to its queue.
+__attribute__((noinline)) void FileAll()
+{
+    ProcessingState& s = gProcessing;
+    s.filing = kFiled;
+    for (auto* loop = s.flightLoops.First(); loop != nullptr; loop = LoopList::Next(loop))
+        Reschedule(*loop);
+}
+
 // Sends message and returns false unless the dispatched plug-in owns loop.
 bool CallerOwns(const VORNFlightLoopRecord& loop, const char* message)
 {
@@ -554,6 +602,7 @@ VORN_EXPORT VORNFlightLoopID VORNCreateFlightLoop(VORNCreateFlightLoop_t* params
         loop->owner = VORNGetDispatchedPlugin();
         loop->refcon = params->refcon;
         gProcessing.flightLoops.PushFront(loop.get());
+        ++gProcessing.linkedLoops;
         return static_cast<VORNFlightLoopID>(loop.release());
     });
 }
@@ -621,14 +670,24 @@ VORN_EXPORT void VORNSetFlightLoopCallbackInterval(VORNFlightLoop_f callback, fl
 
 int VORNDoFlightLoopProcessing(float passTime, int phaseSelector)
 {
-    ++gProcessing.lastCallNumber;
+    ProcessingState& s = gProcessing;
+    ++s.lastCallNumber;
     const int32_t phase = phaseSelector != 0 ? 1 : 0;
     // No other iteration of the list calls plug-in code, so an iteration
     // running now is a pass whose callback drives this one.
-    if (gProcessing.flightLoops.Depth() == 0 && !gProcessing.queuesLost)
-        RunQueuedPass(passTime, phase);
-    else
-        RunPlainPass(passTime, phase);
+    if (s.linkedLoops <= kFewLoops && s.flightLoops.Depth() == 0) {
+        if (s.filing == kFiled)
+            UnfileAll();
+        StIterate<VORNFlightLoopRecord> iterate(s.flightLoops);
+        WalkList(s.flightLoops.First(), passTime, phase);
+    } else {
+        if (s.filing == kUnfiled && s.flightLoops.Depth() == 0)
+            FileAll();
+        if (s.filing == kFiled && s.flightLoops.Depth() == 0)
+            RunQueuedPass(passTime, phase);
+        else
+            RunPlainPass(passTime, phase);
+    }
     // A reload unloads modules, so it waits until no pass is running (a
     // plug-in could drive a pass from inside one of its callbacks).
     if (gProcessing.flightLoops.Depth() == 0)

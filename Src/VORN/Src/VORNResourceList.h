@@ -186,13 +186,13 @@ public:
 
     void BeginIterate() { ++mDepth; }
 
+    // Most walks end with nothing removed: one test, and the rest out of line.
     void EndIterate()
     {
-        mDepth = mDepth > 0 ? mDepth - 1 : 0;
-        if (mPurgePending)
-            Purge();
-        if (mDepth == 0)
-            FreeGraveyard();
+        if (mDepth > 0)
+            --mDepth;
+        if (mPurgePending || mGraveyard != nullptr)
+            SettleAfterWalk();
     }
 
     // Removes node: deferred, it is marked dead and queued (once) until the
@@ -347,6 +347,16 @@ private:
             mGraveyard = node;
         }
         mPurgePending = false;
+    }
+
+    // The records removed during the walks: out of the list now, freed once
+    // no walk is left.
+    __attribute__((noinline)) void SettleAfterWalk()
+    {
+        if (mPurgePending)
+            Purge();
+        if (mDepth == 0)
+            FreeGraveyard();
     }
 
     void Forget(VORNResource_t* node)
