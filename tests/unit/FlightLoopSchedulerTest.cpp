@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -36,21 +37,16 @@ constexpr int kTags = 16;  // refcons; loops with equal callback and tag match a
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
-// One call of a loop: which callback, refcon and dispatched plug-in, and the
-// other three arguments (as bit patterns, so that NaN equals NaN).
+// One call of a loop: callback, refcon, dispatched plug-in and the other
+// three arguments (as bit patterns, so that NaN equals NaN).
 struct Call {
-    int pass;
-    int callback;
-    int tag;
-    int owner;
-    uint32_t since;
-    uint32_t now;
+    int pass, callback, tag, owner;
+    uint32_t since, now;
     int counter;
-
-    bool operator==(const Call& other) const
+    bool operator==(const Call& o) const
     {
-        return callback == other.callback && tag == other.tag && owner == other.owner &&
-               since == other.since && now == other.now && counter == other.counter;
+        return callback == o.callback && tag == o.tag && owner == o.owner && since == o.since &&
+               now == o.now && counter == o.counter;
     }
 };
 
@@ -61,15 +57,18 @@ uint32_t Bits(float value)
     return bits;
 }
 
-std::string Describe(const Call& call)
+float Float(uint32_t bits)
 {
-    float since;
-    float now;
-    std::memcpy(&since, &call.since, sizeof since);
-    std::memcpy(&now, &call.now, sizeof now);
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+std::string Describe(const Call& c)
+{
     std::ostringstream out;
-    out << "callback " << call.callback << " tag " << call.tag << " owner " << call.owner
-        << " (since " << since << ", now " << now << ", counter " << call.counter << ")";
+    out << "callback " << c.callback << " tag " << c.tag << " owner " << c.owner << " (since "
+        << Float(c.since) << ", now " << Float(c.now) << ", counter " << c.counter << ")";
     return out.str();
 }
 
@@ -302,22 +301,14 @@ Script* gScript = nullptr;
 
 int gTags[kTags];
 
-int TagOf(void* refcon)
+template <int kCallback>
+float LibraryCallback(float since, float now, int counter, void* refcon)
 {
-    return static_cast<int>(static_cast<int*>(refcon) - gTags);
+    const int tag = static_cast<int>(static_cast<int*>(refcon) - gTags);
+    return gScript->OnCall(kCallback, tag, VORNGetDispatchedPlugin(), since, now, counter);
 }
 
-float LibraryCallback0(float since, float now, int counter, void* refcon)
-{
-    return gScript->OnCall(0, TagOf(refcon), VORNGetDispatchedPlugin(), since, now, counter);
-}
-
-float LibraryCallback1(float since, float now, int counter, void* refcon)
-{
-    return gScript->OnCall(1, TagOf(refcon), VORNGetDispatchedPlugin(), since, now, counter);
-}
-
-const VORNFlightLoop_f kLibraryCallbacks[kCallbacks] = {LibraryCallback0, LibraryCallback1};
+const VORNFlightLoop_f kLibraryCallbacks[kCallbacks] = {LibraryCallback<0>, LibraryCallback<1>};
 
 class Library : public Registry {
 public:
@@ -374,15 +365,9 @@ class Model : public Registry {
 public:
     void Create(int caller, int phase, int callback, int tag) override
     {
-        auto loop = std::make_unique<Loop>();
-        loop->lastCallTime = mElapsed;
-        loop->lastCallCycle = mCounter;
-        loop->phase = phase;
-        loop->callback = callback;
-        loop->tag = tag;
-        loop->owner = caller;
-        mList.push_back(loop.get());  // the back is the newest
-        mLoops.push_back(std::move(loop));
+        mLoops.push_back(std::make_unique<Loop>(Loop{mElapsed, mCounter, 0.0f, phase, callback,
+                                                     tag, caller, false}));
+        mList.push_back(mLoops.back().get());  // the back is the newest
     }
     void Register(int caller, int callback, float interval, int tag) override
     {
@@ -391,15 +376,11 @@ public:
     }
     void Destroy(int caller, int loop) override
     {
-        Loop& record = *mLoops[loop];
-        if (record.owner != caller)
+        if (mLoops[loop]->owner != caller)
             return;
-        if (mDepth > 0) {
-            record.dead = true;
-        } else {
-            record.dead = true;
+        mLoops[loop]->dead = true;
+        if (mDepth == 0)
             Purge();
-        }
     }
     void Schedule(int caller, int loop, float interval, int relative) override
     {
@@ -410,6 +391,7 @@ public:
             record.lastCallTime = mElapsed;
         record.interval = interval;
     }
+    // The newest match, dead or alive.
     void Unregister(int callback, int tag) override
     {
         ++mDepth;
@@ -436,10 +418,8 @@ public:
     void Cleanup(int owner) override
     {
         ++mDepth;
-        for (Loop* loop : mList) {
-            if (loop->owner == owner)
-                loop->dead = true;
-        }
+        for (Loop* loop : mList)
+            loop->dead = loop->dead || loop->owner == owner;
         EndIteration();
     }
     void SetEnabled(int plugin, bool enabled) override { mEnabled[plugin] = enabled; }
@@ -462,16 +442,14 @@ public:
 
 private:
     struct Loop {
-        float lastCallTime = 0.0f;
-        int32_t lastCallCycle = 0;
-        float interval = 0.0f;
-        int phase = 0;
-        int callback = 0;
-        int tag = 0;
-        int owner = 0;
-        bool dead = false;  // removed; unlinked at the end of the iteration
+        float lastCallTime;
+        int32_t lastCallCycle;
+        float interval;
+        int phase, callback, tag, owner;
+        bool dead;  // removed; unlinked at the end of the iteration
     };
 
+    // Due times and cycles are worked out in single precision.
     bool IsDue(const Loop& loop, float time) const
     {
         if (loop.interval > 0.0f) {
@@ -485,6 +463,7 @@ private:
         return false;
     }
 
+    // A callback that throws counts as having returned its interval.
     void Call(Loop& loop, float time)
     {
         float next = loop.interval;
@@ -507,12 +486,8 @@ private:
 
     void Purge()
     {
-        std::vector<Loop*> kept;
-        for (Loop* loop : mList) {
-            if (!loop->dead)
-                kept.push_back(loop);
-        }
-        mList.swap(kept);
+        mList.erase(std::remove_if(mList.begin(), mList.end(), [](Loop* l) { return l->dead; }),
+                    mList.end());
     }
 
     std::vector<std::unique_ptr<Loop>> mLoops;  // by creation number
