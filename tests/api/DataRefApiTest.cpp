@@ -12,7 +12,6 @@
 #include <functional>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 using namespace vorntest;
@@ -146,6 +145,7 @@ protected:
     }
 
     static VORNDataRef Find(const std::string& name) { return VORNFindDataRef(name.c_str()); }
+    static void Write(const std::string& name, int value) { VORNSetDatai(Find(name), value); }
 
     static VORNPluginInventory Held(int id)
     {
@@ -257,7 +257,6 @@ TEST_F(DataRefApiTest, ReadsAndWritesRunTheOwnersCallbacksInsideItsDispatch)
                                   "w.writeBytes" + o + "(" + Args(bytes, 0, 0) + ")"));
     EXPECT_EQ(writeCell.i, 11);
     EXPECT_EQ(readCell.i, 3);
-    EXPECT_EQ(Held(owner).dataRefs, 1);
     EXPECT_THAT(gErrorTexts, IsEmpty());
 }
 
@@ -333,8 +332,6 @@ TEST_F(DataRefApiTest, AWithdrawnNameKeepsItsHandleForTheNextPublisherAndNothing
     VORNSetDatai(ref, 3);
     EXPECT_EQ(AsReturning<int>(reader, [&] { return VORNGetDatai(ref); }), 4);
     EXPECT_THAT(gLog, ElementsAre("second.readInt" + x));
-    EXPECT_EQ(Held(owner).dataRefs, 0);
-    EXPECT_EQ(Held(other).dataRefs, 1);
 }
 
 TEST_F(DataRefApiTest, PublishingAHeldNameAgainKeepsTheFirstPublisher)
@@ -472,8 +469,6 @@ TEST_F(DataRefApiTest, ANameAPluginPublishesKeepsItsDataRefWhenShared)
     EXPECT_THAT(gErrorTexts, IsEmpty()) << "the failure is the host's";
     EXPECT_EQ(Find(name), pluginRef);
     EXPECT_EQ(VORNGetDatai(pluginRef), 3);
-    EXPECT_EQ(Held(owner).dataRefs, 1);
-    EXPECT_EQ(Held(reader).sharedData, 1);
 }
 
 TEST_F(DataRefApiTest, SharedArraysGrowNeverShrinkAndRefuseBadRanges)
@@ -546,7 +541,6 @@ TEST_F(DataRefApiTest, SubscribersAreToldInOrderInTheirOwnDispatchPerEntry)
     VORNSetDatai(ref, 3);  // unchanged, still told
     EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "a.changed" + o,
                                   "a.changed" + o, "b.changed" + r, "a.changed" + o));
-    EXPECT_EQ(Held(owner).sharedData, 2);
 
     // Unsharing matches name, type, refcon and the calling plug-in, one entry
     // at a time.
@@ -571,83 +565,54 @@ TEST_F(DataRefApiTest, SubscribersAreToldInOrderInTheirOwnDispatchPerEntry)
 TEST_F(DataRefApiTest, SubscribersChangingTheListDuringNotification)
 {
     StartThree();
-    // b unshares itself: nobody is skipped, and b is gone next time.
+    // b unshares itself and the later c: c is skipped, d is not.
     const std::string n1 = Name("1");
-    Cell a{"a"}, b{"b"}, c{"c"};
-    b.action = [&] { EXPECT_EQ(VORNUnshareData(n1.c_str(), VORN_DATA_INT, Changed, &b), 1); };
+    Cell a{"a"}, b{"b"}, c{"c"}, d{"d"};
+    b.action = [&] {
+        EXPECT_EQ(VORNUnshareData(n1.c_str(), VORN_DATA_INT, Changed, &b), 1);
+        EXPECT_EQ(Unshare(owner, n1, VORN_DATA_INT, &c), 1);
+    };
     Share(owner, n1, VORN_DATA_INT, &a);
     Share(reader, n1, VORN_DATA_INT, &b);
-    Share(other, n1, VORN_DATA_INT, &c);
-    VORNSetDatai(Find(n1), 1);
-    VORNSetDatai(Find(n1), 2);
-    EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "c.changed" + x,
-                                  "a.changed" + o, "c.changed" + x));
+    Share(owner, n1, VORN_DATA_INT, &c);
+    Share(other, n1, VORN_DATA_INT, &d);
+    Write(n1, 1);
+    Write(n1, 2);
+    EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "d.changed" + x,
+                                  "a.changed" + o, "d.changed" + x));
 
-    // d removes the later e: e is not called in that pass.
+    // e subscribes 20 more (the list grows): they wait for the next write.
     const std::string n2 = Name("2");
-    Cell d{"d"}, e{"e"};
-    d.action = [&] { VORNUnshareData(n2.c_str(), VORN_DATA_INT, Changed, &e); };
-    Share(owner, n2, VORN_DATA_INT, &d);
+    Cell e{"e"}, late{"late"};
+    e.action = [&] {
+        for (int n = 0; n < 20; ++n)
+            VORNShareData(n2.c_str(), VORN_DATA_INT, Changed, &late);
+        e.action = nullptr;
+    };
     Share(owner, n2, VORN_DATA_INT, &e);
     gLog.clear();
-    VORNSetDatai(Find(n2), 1);
-    EXPECT_THAT(gLog, ElementsAre("d.changed" + o));
-
-    // f subscribes 20 more (the list grows): they wait for the next write.
-    const std::string n3 = Name("3");
-    Cell f{"f"}, late{"late"};
-    f.action = [&] {
-        for (int n = 0; n < 20; ++n)
-            VORNShareData(n3.c_str(), VORN_DATA_INT, Changed, &late);
-        f.action = nullptr;
-    };
-    Share(owner, n3, VORN_DATA_INT, &f);
-    gLog.clear();
-    VORNSetDatai(Find(n3), 1);
-    EXPECT_THAT(gLog, ElementsAre("f.changed" + o));
-    VORNSetDatai(Find(n3), 2);
+    Write(n2, 1);
+    EXPECT_THAT(gLog, ElementsAre("e.changed" + o));
+    Write(n2, 2);
     EXPECT_EQ(gLog.size(), 22u);
     EXPECT_EQ(gLog.back(), "late.changed" + o);
 
-    // g writes again until 3: the notification nests, all of g's first.
-    const std::string n4 = Name("4");
+    // g writes again until 3: each write notifies everyone, nested in g's.
+    const std::string n3 = Name("3");
     Cell g{"g"}, h{"h"};
     g.action = [&] {
-        const int value = VORNGetDatai(Find(n4));
+        const int value = VORNGetDatai(Find(n3));
         if (value < 3)
-            VORNSetDatai(Find(n4), value + 1);
+            Write(n3, value + 1);
     };
-    Share(owner, n4, VORN_DATA_INT, &g);
-    Share(reader, n4, VORN_DATA_INT, &h);
+    Share(owner, n3, VORN_DATA_INT, &g);
+    Share(reader, n3, VORN_DATA_INT, &h);
     gLog.clear();
-    VORNSetDatai(Find(n4), 1);
-    EXPECT_EQ(VORNGetDatai(Find(n4)), 3);
+    Write(n3, 1);
+    EXPECT_EQ(VORNGetDatai(Find(n3)), 3);
     const std::string G = "g.changed" + o, H = "h.changed" + r;
     EXPECT_THAT(gLog, ElementsAre(G, G, G, H, H, H));
     EXPECT_EQ(VORNGetMyID(), 0);
-
-    // i writes again; in that nested pass j unshares i, on whose entry the
-    // outer pass still stands: the outer pass goes on from it.
-    const std::string n5 = Name("5");
-    bool wrote = false, unshared = false;
-    Cell i{"i"}, j{"j"}, k{"k"};
-    i.action = [&] {
-        if (!std::exchange(wrote, true))
-            VORNSetDatai(Find(n5), 2);
-    };
-    j.action = [&] {
-        if (!std::exchange(unshared, true)) {
-            EXPECT_EQ(Unshare(owner, n5, VORN_DATA_INT, &i), 1);
-        }
-    };
-    Share(owner, n5, VORN_DATA_INT, &i);
-    Share(reader, n5, VORN_DATA_INT, &j);
-    Share(other, n5, VORN_DATA_INT, &k);
-    gLog.clear();
-    VORNSetDatai(Find(n5), 1);
-    VORNSetDatai(Find(n5), 3);
-    const std::string I = "i.changed" + o, J = "j.changed" + r, K = "k.changed" + x;
-    EXPECT_THAT(gLog, ElementsAre(I, I, J, K, J, K, J, K));
 }
 
 // Unload drops each plug-in's subscriptions (also after an unshare of one of
