@@ -3,10 +3,9 @@
 // interface and changes made from inside a pass are held against a plain
 // list walk in tests/unit/FlightLoopSchedulerTest.cpp; here: the wiring to
 // the host's events, the counters, the reports, one removal and one creation
-// inside a pass, unload and the inventory.
+// inside a pass, unload and the loops counted in the inventory.
 
 #include "AgentHost.h"
-#include "VORN/VORNDisplay.h"
 #include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
 
@@ -47,11 +46,6 @@ float LoopProbe(float since, float now, int counter, void* refcon)
     if (loop->action)
         loop->action();
     return loop->result;
-}
-
-int DrawNothing(int, int, void*)
-{
-    return 1;
 }
 
 class FlightLoopApiTest : public AgentHostTest {
@@ -212,7 +206,6 @@ TEST_F(FlightLoopApiTest, LoopsRemovedOrCreatedDuringAPass)
     gCalls.clear();
     VORNEventHook(0, nullptr, 2.0f);
     EXPECT_THAT(gCalls, ElementsAre("fresh/1", "l2/1", "l4/1"));
-
 }
 
 TEST_F(FlightLoopApiTest, UnloadingRemovesThePluginsLoopsAndAReloadWaitsForTheEndOfThePass)
@@ -230,27 +223,6 @@ TEST_F(FlightLoopApiTest, UnloadingRemovesThePluginsLoopsAndAReloadWaitsForTheEn
     Frame(2.0f);
     EXPECT_THAT(gCalls, IsEmpty()) << "the unloaded plug-ins' loops are gone";
     EXPECT_EQ(LoopsOf(a) + LoopsOf(b), 0);
-}
-
-TEST_F(FlightLoopApiTest, TheInventoryCountsLiveLoopsDrawCallbacksAndSniffers)
-{
-    Loop one("one"), two("two");
-    VORNFlightLoopID first = Create(a, one);
-    Create(a, two);
-    Create(b, two);
-    As(a, [&] {
-        VORNDestroyFlightLoop(first);
-        VORNRegisterDrawCallback(DrawNothing, VORN_DRAW_PHASE_5, 1, nullptr);
-        VORNRegisterDrawCallback(DrawNothing, VORN_DRAW_PHASE_5, 0, nullptr);
-        VORNRegisterKeySniffer(nullptr, 0, nullptr);
-    });
-    VORNPluginInventory inventory{};
-    inventory.structSize = sizeof inventory;
-    ASSERT_EQ(VORNGetPluginInventory(a, &inventory), 1);
-    EXPECT_EQ(inventory.flightLoops, 1);
-    EXPECT_EQ(inventory.drawCallbacks, 2);
-    EXPECT_EQ(inventory.keySniffers, 1);
-    EXPECT_EQ(LoopsOf(b), 1);
 }
 
 }  // namespace

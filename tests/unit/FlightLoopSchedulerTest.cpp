@@ -310,6 +310,7 @@ float LibraryCallback(float since, float now, int counter, void* refcon)
 
 const VORNFlightLoop_f kLibraryCallbacks[kCallbacks] = {LibraryCallback<0>, LibraryCallback<1>};
 
+// Every operation as the plug-in `caller` (if given) would make it.
 class Library : public Registry {
 public:
     explicit Library(FakeHost& host) : mHost(host) {}
@@ -336,14 +337,13 @@ public:
         StDispatchCallback as(caller);
         VORNScheduleFlightLoop(mHandles[loop], interval, relative);
     }
-    void Unregister(int callback, int tag) override
+    void Unregister(int cb, int tag) override
     {
-        VORNUnregisterFlightLoopCallback(kLibraryCallbacks[callback], &gTags[tag]);
+        VORNUnregisterFlightLoopCallback(kLibraryCallbacks[cb], &gTags[tag]);
     }
-    void SetInterval(int callback, float interval, int relative, int tag) override
+    void SetInterval(int cb, float interval, int relative, int tag) override
     {
-        VORNSetFlightLoopCallbackInterval(kLibraryCallbacks[callback], interval, relative,
-                                          &gTags[tag]);
+        VORNSetFlightLoopCallbackInterval(kLibraryCallbacks[cb], interval, relative, &gTags[tag]);
     }
     void Cleanup(int owner) override { VORNProcessingCleanupHook(owner); }
     void SetEnabled(int plugin, bool enabled) override { gAllPlugins.at(plugin)->enabled = enabled; }
