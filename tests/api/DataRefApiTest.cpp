@@ -202,22 +202,6 @@ TEST_F(DataRefApiTest, BuildStringArrivesOnceWithItsTerminatingZeroUnlessReadOnl
 
 // ---- data refs -----------------------------------------------------------------------------
 
-TEST_F(DataRefApiTest, TheHostPublishesBeforeStartAndWithdrawsItsOwn)
-{
-    Cell cell{"host", 12};
-    VORNDataRef ref = Publish(0, Name("x"), cell);
-    StartThree();
-    EXPECT_EQ(AsReturning<VORNDataRef>(reader, [] { return Find(Name("x")); }), ref);
-    EXPECT_EQ(Find(Name("X")), nullptr);
-    EXPECT_EQ(Find(Name("x ")), nullptr);
-    EXPECT_EQ(Find(Name("")), nullptr);
-    EXPECT_EQ(VORNGetDatai(ref), 12);
-    EXPECT_EQ(Held(0).dataRefs, 1);
-    VORNUnregisterDataAccessor(ref);
-    EXPECT_EQ(Find(Name("x")), nullptr);
-    EXPECT_THAT(gLog, ElementsAre("host.readInt@0"));
-}
-
 TEST_F(DataRefApiTest, ReadsAndWritesRunTheOwnersCallbacksInsideItsDispatch)
 {
     StartThree();
@@ -310,30 +294,12 @@ TEST_F(DataRefApiTest, ReadOnlyIntOnlyAndDisabledOwnersServeNothingElse)
     EXPECT_EQ(VORNCanWriteDataRef(flagged), 5);
 }
 
-TEST_F(DataRefApiTest, AWithdrawnNameKeepsItsHandleForTheNextPublisherAndNothingElse)
+// A name is held by its first publisher; withdrawn, its handle stays for the
+// next one, who brings nothing of the former's.
+TEST_F(DataRefApiTest, ANameIsHeldByItsFirstPublisherAndThenByTheNext)
 {
     StartThree();
     Cell first{"first", 1}, second{"second", 4};
-    const std::string name = Name("x");
-    VORNDataRef ref = Publish(owner, name, first);
-    Unpublish(owner, ref);
-    EXPECT_EQ(Find(name), nullptr);
-    VORNSetDatai(ref, 5);
-    EXPECT_THAT(gLog, IsEmpty());
-    EXPECT_EQ(PublishIntReader(other, name, second), ref);
-    EXPECT_EQ(Find(name), ref);
-    EXPECT_EQ(VORNGetDataRefTypes(ref), VORN_DATA_INT);
-    EXPECT_EQ(VORNCanWriteDataRef(ref), 1);
-    EXPECT_EQ(VORNGetDataf(ref), 0.0f);
-    VORNSetDatai(ref, 3);
-    EXPECT_EQ(AsReturning<int>(reader, [&] { return VORNGetDatai(ref); }), 4);
-    EXPECT_THAT(gLog, ElementsAre("second.readInt" + x));
-}
-
-TEST_F(DataRefApiTest, PublishingAHeldNameAgainKeepsTheFirstPublisher)
-{
-    StartThree();
-    Cell first{"first", 1}, second{"second", 2};
     const std::string name = Name("x");
     VORNDataRef ref = Publish(owner, name, first, 1, VORN_DATA_INT);
     EXPECT_EQ(Publish(owner, name, second, 0, VORN_DATA_DOUBLE), ref);
@@ -343,9 +309,19 @@ TEST_F(DataRefApiTest, PublishingAHeldNameAgainKeepsTheFirstPublisher)
     EXPECT_EQ(VORNGetDataRefTypes(ref), VORN_DATA_INT);
     EXPECT_EQ(VORNCanWriteDataRef(ref), 1);
     EXPECT_EQ(AsReturning<int>(other, [&] { return VORNGetDatai(ref); }), 1);
-    EXPECT_THAT(gLog, ElementsAre("first.readInt" + o));
     EXPECT_EQ(Held(owner).dataRefs, 1);
     EXPECT_EQ(Held(other).dataRefs, 0);
+
+    Unpublish(owner, ref);
+    EXPECT_EQ(Find(name), nullptr);
+    VORNSetDatai(ref, 5);
+    EXPECT_EQ(PublishIntReader(other, name, second), ref);
+    EXPECT_EQ(Find(name), ref);
+    EXPECT_EQ(VORNGetDataRefTypes(ref), VORN_DATA_INT);
+    EXPECT_EQ(VORNGetDataf(ref), 0.0f);
+    VORNSetDatai(ref, 3);
+    EXPECT_EQ(AsReturning<int>(reader, [&] { return VORNGetDatai(ref); }), 4);
+    EXPECT_THAT(gLog, ElementsAre("first.readInt" + o, "second.readInt" + x));
 }
 
 // A read of one data ref whose callback reads and writes another owner's.
@@ -379,16 +355,23 @@ TEST_F(DataRefApiTest, ACallbackReadingAnotherDataRefNestsTheDispatch)
 }
 
 // Unload orphans exactly the data refs the plug-in holds then, following
-// withdrawals and revivals; the host's stay.
+// withdrawals and revivals; the host's, published before the start, stay.
 TEST_F(DataRefApiTest, UnloadWithdrawsOnlyWhatThePluginHoldsThen)
 {
+    Cell cell{"a"}, hostCell{"host", 12};
+    VORNDataRef hosts = Publish(0, Name("h"), hostCell);
     StartThree();
-    Cell cell{"a"};
+    EXPECT_EQ(AsReturning<VORNDataRef>(reader, [] { return Find(Name("h")); }), hosts);
+    EXPECT_EQ(Find(Name("H")), nullptr);
+    EXPECT_EQ(Find(Name("h ")), nullptr);
+    EXPECT_EQ(Find(Name("")), nullptr);
+    EXPECT_EQ(VORNGetDatai(hosts), 12);
+    EXPECT_THAT(gLog, ElementsAre("host.readInt@0"));
+    EXPECT_EQ(Held(0).dataRefs, 1);
     VORNDataRef first = Publish(owner, Name("1"), cell);
     VORNDataRef middle = Publish(owner, Name("2"), cell);
     VORNDataRef last = Publish(owner, Name("3"), cell);
     VORNDataRef theirs = Publish(other, Name("4"), cell);
-    VORNDataRef hosts = Publish(0, Name("h"), cell);
     Unpublish(owner, middle);
     ASSERT_EQ(Publish(other, Name("2"), cell), middle);
     Unpublish(owner, first);
@@ -405,6 +388,7 @@ TEST_F(DataRefApiTest, UnloadWithdrawsOnlyWhatThePluginHoldsThen)
     EXPECT_EQ(Find(Name("4")), nullptr);
     EXPECT_EQ(Find(Name("h")), hosts);
     VORNUnregisterDataAccessor(hosts);
+    EXPECT_EQ(Find(Name("h")), nullptr);
 }
 
 // ---- shared data ---------------------------------------------------------------------------
