@@ -436,18 +436,14 @@ TEST_F(DataRefApiTest, ASharedItemIsAWritableHostDataRefOfItsType)
     VORNSetDataf(two, 5.0f);
     EXPECT_EQ(VORNGetDatai(two), 0);
     EXPECT_THAT(gLog, IsEmpty());
-}
 
-TEST_F(DataRefApiTest, ANameAPluginPublishesKeepsItsDataRefWhenShared)
-{
-    StartThree();
-    const std::string name = Name("x");
-    Cell cell{"plugin", 3}, a{"a"};
-    VORNDataRef pluginRef = Publish(owner, name, cell);
-    EXPECT_EQ(Share(reader, name, VORN_DATA_INT, &a), 1);
-    EXPECT_EQ(Share(other, name, VORN_DATA_FLOAT, &a), 0) << "the item exists, as an int";
+    // A name a plug-in publishes keeps its data ref; the item exists as well.
+    Cell cell{"plugin", 3};
+    VORNDataRef pluginRef = Publish(owner, Name("x"), cell);
+    EXPECT_EQ(Share(reader, Name("x"), VORN_DATA_INT, &a), 1);
+    EXPECT_EQ(Share(other, Name("x"), VORN_DATA_FLOAT, &a), 0) << "the item is an int";
     EXPECT_THAT(gErrorTexts, IsEmpty()) << "the failure is the host's";
-    EXPECT_EQ(Find(name), pluginRef);
+    EXPECT_EQ(Find(Name("x")), pluginRef);
     EXPECT_EQ(VORNGetDatai(pluginRef), 3);
 }
 
