@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
@@ -105,9 +106,8 @@ public:
         for (mPass = 1; mPass <= passes; ++mPass) {
             for (int n = Pick(4); n > 0; --n)
                 Act(RandomPlugin(), -1, -1);
-            if (Pick(8) == 0) {
+            if (Pick(8) == 0)
                 mRegistry->SetEnabled(RandomPlugin(), Pick(3) != 0);
-            }
             mRegistry->Pass(NextPassTime(), RandomSelector());
         }
     }
@@ -141,18 +141,12 @@ public:
 
 private:
     struct LoopInfo {
-        int owner;
-        int callback;
-        int tag;
+        int owner, callback, tag;
     };
 
     int Pick(int n) { return std::uniform_int_distribution<int>(0, n - 1)(mRng); }
     int RandomPlugin() { return 1 + Pick(kPlugins); }
-    int RandomSelector()
-    {
-        const int selectors[] = {0, 10, 0, 10, 1, -3};
-        return selectors[Pick(6)];
-    }
+    int RandomSelector() { return std::array<int, 6>{0, 10, 0, 10, 1, -3}[Pick(6)]; }
 
     // Half the time an interval that keeps a loop busy, else anything.
     float RandomInterval()
@@ -187,11 +181,7 @@ private:
         return mTime;
     }
 
-    int RandomPhase()
-    {
-        const int phases[] = {0, 1, 0, 1, 0, 1, 2, -1};
-        return phases[Pick(8)];
-    }
+    int RandomPhase() { return std::array<int, 8>{0, 1, 0, 1, 0, 1, 2, -1}[Pick(8)]; }
 
     // A live loop; with a running callback's identity, half the time one that
     // matches it (itself, if it is the only one).
@@ -216,12 +206,9 @@ private:
     template <typename Pred>
     void Retire(Pred pred)
     {
-        std::vector<int> kept;
-        for (int loop : mLive) {
-            if (!pred(mLoops[loop]))
-                kept.push_back(loop);
-        }
-        mLive.swap(kept);
+        mLive.erase(std::remove_if(mLive.begin(), mLive.end(),
+                                   [&](int loop) { return pred(mLoops[loop]); }),
+                    mLive.end());
     }
 
     void CreateOne(int caller)
