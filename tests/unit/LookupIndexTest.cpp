@@ -1,12 +1,16 @@
-// Internal look-ups that the host's entry points cannot reach: draw buckets
-// for phases outside the host's drawing steps, and the data-ref pool behind
-// VORNIsDataRefGood (slots not handed out yet, blocks added as it grows).
+// The look-up indexes beside the registries: menu items by host id and hot
+// keys by combination (every answer the one a walk of the registry gives,
+// after any change), draw buckets, including phases outside the host's
+// drawing steps, and the data-ref pool behind VORNIsDataRefGood.
 
 #include "LibraryFixture.h"
 #include "VORN/VORNDataAccess.h"
 #include "VORN/VORNDisplay.h"
+#include "VORN/VORNMenus.h"
+#include "VORN/VORNUtilities.h"
 #include "VORNDataAccessInternal.h"
 #include "VORNDisplayInternal.h"
+#include "VORNMenusInternal.h"
 
 #include <gmock/gmock.h>
 
@@ -20,6 +24,17 @@ using ::testing::IsEmpty;
 namespace {
 
 std::vector<std::string> gCalls;
+
+void RecordPick(void* menuRef, void* itemRef)
+{
+    gCalls.push_back(*static_cast<std::string*>(menuRef) + "/" +
+                     *static_cast<std::string*>(itemRef));
+}
+
+void RecordHotKey(void* refcon)
+{
+    gCalls.push_back(*static_cast<std::string*>(refcon) + "@" + std::to_string(VORNGetMyID()));
+}
 
 int RecordDraw(int phase, int isBefore, void* refcon)
 {
@@ -39,9 +54,31 @@ protected:
     {
         LibraryTest::SetUp();
         gCalls.clear();
+        VORNInitMenus();
         VORNRegisterHostPlugin();
         a = AddPlugin("A", "t.a");
+        b = AddPlugin("B", "t.b");
         Record(a).errorCallback = RecordError;
+    }
+
+    VORNMenuID Menu(int id, std::string& name)
+    {
+        StDispatchCallback as(id);
+        return VORNCreateMenu(name.c_str(), nullptr, 0, RecordPick, &name);
+    }
+
+    // Appends an item that the host numbers hostItem.
+    void Item(int id, VORNMenuID menu, std::string& name, int hostItem)
+    {
+        host->nextHostItem = hostItem;
+        StDispatchCallback as(id);
+        VORNAppendMenuItem(menu, name.c_str(), &name, 0);
+    }
+
+    VORNHotKeyID HotKey(int id, std::string& name, char key)
+    {
+        StDispatchCallback as(id);
+        return VORNRegisterHotKey(key, 0, name.c_str(), RecordHotKey, &name);
     }
 
     int Draw(std::string& name, int phase, int before)
@@ -58,8 +95,64 @@ protected:
                                         nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
     }
 
-    int a = -1;
+    int a = -1, b = -1;
+    std::string m1{"m1"}, m2{"m2"}, i1{"i1"}, i2{"i2"}, i3{"i3"};
 };
+
+TEST_F(LookupIndexTest, APickGoesToTheFirstItemInMenuOrderAndFollowsEveryRemoval)
+{
+    VORNMenuID older = Menu(a, m1);
+    VORNMenuID newer = Menu(b, m2);
+    Item(b, newer, i1, 50);
+    Item(a, older, i2, 50);  // appended later, but its menu comes first
+    EXPECT_EQ(VORNHandleMenuItemPick(50), 0);
+    Item(a, older, i1, 60);
+    Item(a, older, i2, 60);
+    Item(b, newer, i3, 60);
+    {
+        StDispatchCallback as(a);
+        VORNRemoveMenuItem(older, 1);
+    }
+    VORNHandleMenuItemPick(60);
+    {
+        StDispatchCallback as(a);
+        VORNClearAllMenuItems(older);
+    }
+    VORNHandleMenuItemPick(60);
+    VORNMenuCleanupHook(b);
+    EXPECT_EQ(VORNHandleMenuItemPick(60), 1) << "no item of the library's has the id any more";
+    EXPECT_THAT(gCalls, ElementsAre("m1/i2", "m1/i2", "m2/i3"));
+    Item(a, older, i1, 70);
+    VORNResetMenus();
+    VORNInitMenus();
+    EXPECT_EQ(VORNHandleMenuItemPick(70), 1) << "a reset forgets every item";
+    EXPECT_EQ(gCalls.size(), 3u);
+}
+
+TEST_F(LookupIndexTest, AChangedHotKeyKeepsItsRegistrationPlaceAndAnUnregisteredOneIsGone)
+{
+    std::string older{"older"}, newer{"newer"}, k{"k"};
+    VORNHotKeyID first = HotKey(a, older, 'B');
+    HotKey(b, newer, 'A');
+    {
+        StDispatchCallback as(a);
+        VORNSetHotKeyCombination(first, 'A', 0);
+    }
+    EXPECT_EQ(VORNDisplayKeyPressHook('a', 0, 'A', 0), 0);
+    EXPECT_EQ(VORNDisplayKeyPressHook('b', 0, 'B', 0), 1) << "nothing is bound to B any more";
+    Record(b).enabled = false;
+    EXPECT_EQ(VORNDisplayKeyPressHook('a', 0, 'A', 0), 0);
+    EXPECT_THAT(gCalls, ElementsAre("newer@2", "older@1"));
+    VORNHotKeyID key = HotKey(a, k, 'K');
+    const int count = VORNCountHotKeys();
+    VORNUnregisterHotKey(key);
+    EXPECT_EQ(VORNDisplayKeyPressHook('k', 0, 'K', 0), 1);
+    char virtualKey = 0;
+    VORNGetHotKeyInfo(key, &virtualKey, nullptr, nullptr, nullptr);
+    EXPECT_EQ(virtualKey, 0);
+    EXPECT_EQ(VORNCountHotKeys(), count - 1);
+    EXPECT_EQ(gCalls.size(), 2u);
+}
 
 TEST_F(LookupIndexTest, PhasesAndHalvesOutsideTheHostsStepsAreKeptApartToo)
 {
@@ -80,6 +173,15 @@ TEST_F(LookupIndexTest, PhasesAndHalvesOutsideTheHostsStepsAreKeptApartToo)
     VORNDispatchDrawingHook(500, 2, 0);
     EXPECT_THAT(gCalls, IsEmpty());
     EXPECT_EQ(Draw(p1, 500, 2), 1) << "the bucket starts afresh";
+    gCalls.clear();
+    Draw(p1, 5, 1);
+    VORNDisplayCleanupHook(a);
+    VORNDispatchDrawingHook(5, 1, 0);
+    VORNDispatchDrawingHook(500, 2, 0);
+    EXPECT_THAT(gCalls, IsEmpty()) << "clean-up empties the plug-in's buckets";
+    EXPECT_EQ(Draw(p1, 5, 1), 1);
+    VORNDispatchDrawingHook(5, 1, 0);
+    EXPECT_THAT(gCalls, ElementsAre("p1 5/1"));
 }
 
 TEST_F(LookupIndexTest, TheDataRefPoolGrowsByBlocksAndKnowsWhichSlotsAreHandedOut)
