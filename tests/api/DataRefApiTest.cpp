@@ -588,6 +588,29 @@ TEST_F(DataRefApiTest, SubscribersChangingTheListDuringNotification)
     const std::string G = "g.changed" + o, H = "h.changed" + r;
     EXPECT_THAT(gLog, ElementsAre(G, G, G, H, H, H));
     EXPECT_EQ(VORNGetMyID(), 0);
+
+    // i writes again; in that nested pass j unshares i, on whose entry the
+    // outer pass still stands: the outer pass goes on from it.
+    const std::string n4 = Name("4");
+    bool wrote = false, unshared = false;
+    Cell i{"i"}, j{"j"}, k{"k"};
+    i.action = [&] {
+        if (!std::exchange(wrote, true))
+            Write(n4, 2);
+    };
+    j.action = [&] {
+        if (!std::exchange(unshared, true)) {
+            EXPECT_EQ(Unshare(owner, n4, VORN_DATA_INT, &i), 1);
+        }
+    };
+    Share(owner, n4, VORN_DATA_INT, &i);
+    Share(reader, n4, VORN_DATA_INT, &j);
+    Share(other, n4, VORN_DATA_INT, &k);
+    gLog.clear();
+    Write(n4, 1);
+    Write(n4, 3);
+    const std::string I = "i.changed" + o, J = "j.changed" + r, K = "k.changed" + x;
+    EXPECT_THAT(gLog, ElementsAre(I, I, J, K, J, K, J, K));
 }
 
 // Unload drops each plug-in's subscriptions (also after an unshare of one of
