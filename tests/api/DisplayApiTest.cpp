@@ -386,6 +386,7 @@ TEST_F(DisplayApiTest, AHotKeyRemovedMidMatchIsSkippedAndFreedAfterTheWalk)
 TEST_F(DisplayApiTest, BothCreationFormsTakeTheCallbacksByNameAndTheExtendedOneItsExactSize)
 {
     StartAgents(2);
+    host->ClearRecord();
     VORNCreateWindow_t params = {};
     params.structSize = sizeof params + 1;
     EXPECT_EQ(VORNCreateWindowEx(&params), nullptr);
@@ -397,6 +398,7 @@ TEST_F(DisplayApiTest, BothCreationFormsTakeTheCallbacksByNameAndTheExtendedOneI
     w2.id = plain;
     gWindowNames[plain] = "w2";
     Open(a, w1);
+    EXPECT_THAT(host->CallNames(), IsEmpty()) << "creation tells the host nothing";
     Click(250, 250);
     Click(250, 250, 0);
     Focus(b, plain);
@@ -411,6 +413,26 @@ TEST_F(DisplayApiTest, BothCreationFormsTakeTheCallbacksByNameAndTheExtendedOneI
                 ElementsAre("w2 mouse1 250,250/2", "w2 mouse3 250,250/2",
                             "w2 key 97 0 65 lose0 arg=w2/2", "w2 draw/2", "w1 draw/1",
                             "w3 draw/2 other id", "w1 draw/1"));
+}
+
+TEST_F(DisplayApiTest, ADestroyedWindowsIdIsIgnoredSilently)
+{
+    StartAgents(1);
+    VORNWindowID stale = Open(a, w1);
+    VORNDestroyWindow(stale);
+    host->ClearRecord();
+    int l = -1, t = -1, r = -1, bt = -1;
+    VORNSetWindowGeometry(stale, 1, 2, 3, 4);
+    VORNGetWindowGeometry(stale, &l, &t, &r, &bt);
+    VORNSetWindowIsVisible(stale, 1);
+    VORNSetWindowRefCon(stale, &l);
+    VORNBringWindowToFront(stale);
+    EXPECT_EQ(std::to_string(l) + std::to_string(t) + std::to_string(r) + std::to_string(bt), "-1-1-1-1");
+    EXPECT_EQ(VORNGetWindowRefCon(stale), nullptr);
+    EXPECT_EQ(VORNGetWindowIsVisible(stale) + VORNIsWindowInFront(stale), 0);
+    EXPECT_THAT(host->CallNames(), IsEmpty());
+    EXPECT_EQ(Click(5, 5), 1);
+    EXPECT_EQ(Held(a, &VORNPluginInventory::windows), 0);
 }
 
 TEST_F(DisplayApiTest, NewerWindowsAreInFrontUntilRaisedAndHiddenOnesNeverAre)
