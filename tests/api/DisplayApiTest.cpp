@@ -23,33 +23,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// A draw callback or key sniffer: logs "name phase|key/id", runs its action
-// and returns result.
-struct Cb {
-    explicit Cb(std::string n) : name(std::move(n)) {}
-    std::string name;
-    int result = 1;
-    std::function<void()> action;
-};
-
-int DrawCb(int phase, int isBefore, void* refcon)
-{
-    auto* c = static_cast<Cb*>(refcon);
-    gWindowCalls.push_back(c->name + " " + std::to_string(phase) + (isBefore ? "b" : "a") + Me());
-    if (c->action)
-        c->action();
-    return c->result;
-}
-
-int SniffCb(char key, int flags, char virtualKey, void* refcon)
-{
-    auto* c = static_cast<Cb*>(refcon);
-    gWindowCalls.push_back(c->name + " " + key + std::to_string(flags) + virtualKey + Me());
-    if (c->action)
-        c->action();
-    return c->result;
-}
-
 std::vector<std::string> gLeftovers;
 void KeepLeftovers(VORNPluginID id, const VORNPluginInventory* left)
 {
@@ -65,7 +38,6 @@ protected:
     {
         AgentHostTest::SetUp();
         gWindowCalls.clear();
-        gWindowNames.clear();
         gLeftovers.clear();
     }
 
@@ -110,7 +82,7 @@ protected:
     {
         return AsReturning<int>(owner, [&] { return VORNRegisterKeySniffer(SniffCb, beforeWindows, &c); });
     }
-    VORNHotKeyID HotKey(int owner, HotKeyProbe& p, char virtualKey, int flags,
+    VORNHotKeyID HotKey(int owner, Cb& p, char virtualKey, int flags,
                         const char* description = "desc")
     {
         return AsReturning<VORNHotKeyID>(
@@ -276,7 +248,7 @@ TEST_F(DisplayApiTest, KeysGoToEarlySniffersHotKeysTheFocusWindowThenLateSniffer
     EXPECT_EQ(Sniffer(a, p1, 0), 1) << "the other stage is another registration";
     EXPECT_EQ(Sniffer(b, p2, 1), 1);
     EXPECT_EQ(Sniffer(a, p3, 7), 1);
-    HotKeyProbe hot("hot");
+    Cb hot("hot");
     HotKey(b, hot, 'H', 0);
     VORNWindowID one = Open(a, w1);
     EXPECT_EQ(PressKey('x', 3, 'X'), -1);
@@ -324,7 +296,7 @@ TEST_F(DisplayApiTest, ASnifferRemovedMidWalkIsSkippedAndFreedAfterTheWalk)
 TEST_F(DisplayApiTest, HotKeysListNewestFirstAndMatchExactFlagsNewestFirst)
 {
     StartAgents(2);
-    HotKeyProbe h1("h1"), h2("h2"), h3("h3"), h4("h4");
+    Cb h1("h1"), h2("h2"), h3("h3"), h4("h4");
     const std::string longText(600, 'd');
     std::string given = "Quit";
     VORNHotKeyID first = HotKey(a, h1, 'G', 1, longText.c_str());
@@ -365,7 +337,7 @@ TEST_F(DisplayApiTest, HotKeysListNewestFirstAndMatchExactFlagsNewestFirst)
 TEST_F(DisplayApiTest, AHotKeyRemovedMidMatchIsSkippedAndFreedAfterTheWalk)
 {
     StartAgents(2);
-    HotKeyProbe older("older"), self("self"), added("added");
+    Cb older("older"), self("self"), added("added");
     VORNHotKeyID olderId = HotKey(a, older, 'G', 0);
     VORNHotKeyID selfId = HotKey(b, self, 'G', 0);
     self.action = [&] {
@@ -396,7 +368,6 @@ TEST_F(DisplayApiTest, BothCreationFormsTakeTheCallbacksByNameAndTheExtendedOneI
         return VORNCreateWindow(200, 300, 300, 200, 1, ProbeDraw, ProbeKey, ProbeMouse, &w2);
     });
     w2.id = plain;
-    gWindowNames[plain] = "w2";
     Open(a, w1);
     EXPECT_THAT(host->CallNames(), IsEmpty()) << "creation tells the host nothing";
     Click(250, 250);
@@ -729,7 +700,7 @@ TEST_F(DisplayApiTest, UnloadingRemovesWhatEachPluginOwnedAndReleasesFocusAndDra
     VORNWindowID one = Open(a, w1);
     Open(a, w3, 500, 600, 600, 500);
     Open(b, w2, 20, 30, 30, 20);
-    HotKeyProbe h("h");
+    Cb h("h");
     HotKey(b, h, 'X', 0);
     HotKey(b, h, 'Y', 0);
     Draw(a, p1, 5, 1);
@@ -741,7 +712,7 @@ TEST_F(DisplayApiTest, UnloadingRemovesWhatEachPluginOwnedAndReleasesFocusAndDra
     As(a, [&] { VORNUnregisterDrawCallback(DrawCb, 5, 1, &p1); });
     // The host's own registrations outlive every plug-in.
     Cb mine("host");
-    HotKeyProbe hostKey("host");
+    Cb hostKey("host");
     WinProbe hostWindow("hw");
     VORNRegisterDrawCallback(DrawCb, 5, 1, &mine);
     VORNRegisterKeySniffer(SniffCb, 1, &mine);

@@ -25,7 +25,7 @@ TEST_F(DisplayWalkTest, WalkMarkersAreUpInsideAndDownAfterNestedWalks)
         VORNDisplayCursorHook(5, 5);
         VORNDestroyWindow(front.id);
     };
-    HotKeyProbe hot("hot");
+    Cb hot("hot");
     VORNHotKeyID id = VORNRegisterHotKey('G', 0, "", ProbeHotKey, &hot);
     hot.action = [&] {
         seen.push_back(VORNHotKeyWalksRunning());
