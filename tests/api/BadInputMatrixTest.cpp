@@ -125,48 +125,39 @@ struct Matrix {
     // Forgets what the row's preparations did: only the call under test is observed.
     void Mark() { host.ClearRecord(); errors.clear(); }
 
+    // Something created by plug-in id.
+    template <typename T, typename F>
+    T Made(int id, F make)
+    {
+        T made{};
+        As(id, [&] { made = make(); });
+        return made;
+    }
     VORNFlightLoopID Loop(int id)
     {
-        VORNFlightLoopID loop = nullptr;
-        As(id, [&] { VORNCreateFlightLoop_t params = {sizeof params, 0, NoLoop, nullptr};
-                     loop = VORNCreateFlightLoop(&params); });
-        return loop;
+        return Made<VORNFlightLoopID>(id, [] { VORNCreateFlightLoop_t params = {sizeof params, 0, NoLoop, nullptr};
+                                               return VORNCreateFlightLoop(&params); });
     }
     VORNMenuID Menu(int id)
     {
-        VORNMenuID menu = nullptr;
-        As(id, [&] { menu = VORNCreateMenu("Menu", nullptr, 0, nullptr, nullptr);
-                     VORNAppendMenuItem(menu, "Item", nullptr, 0); });
-        return menu;
+        return Made<VORNMenuID>(id, [] { VORNMenuID menu = VORNCreateMenu("Menu", nullptr, 0, nullptr, nullptr);
+                                         VORNAppendMenuItem(menu, "Item", nullptr, 0); return menu; });
     }
     VORNDataRef Ref(int id, const char* name = "matrix/int")
     {
-        VORNDataRef ref = nullptr;
-        As(id, [&] {
-            ref = VORNRegisterDataAccessor(name, VORN_DATA_INT | VORN_DATA_INT_ARRAY, 1, ReadSeven, nullptr,
-                                           nullptr, nullptr, nullptr, nullptr, ReadArray, WriteArray,
-                                           nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
-        });
-        return ref;
+        return Made<VORNDataRef>(id, [&] { return VORNRegisterDataAccessor(name, VORN_DATA_INT | VORN_DATA_INT_ARRAY, 1,
+            ReadSeven, nullptr, nullptr, nullptr, nullptr, nullptr, ReadArray, WriteArray, nullptr, nullptr, nullptr,
+            nullptr, nullptr, nullptr); });
     }
     // A visible window over (0, 0)-(100, 100) owned by id, without callbacks.
     VORNWindowID Window(int id)
     {
-        VORNWindowID window = nullptr;
-        As(id, [&] { window = VORNCreateWindow(0, 100, 100, 0, 1, nullptr, nullptr, nullptr, nullptr); });
-        return window;
+        return Made<VORNWindowID>(id, [] { return VORNCreateWindow(0, 100, 100, 0, 1, nullptr, nullptr, nullptr, nullptr); });
     }
-    VORNProbeRef Probe(int id)
+    VORNProbeRef Probe(int id) { return Made<VORNProbeRef>(id, [] { return VORNCreateProbe(VORN_PROBE_Y); }); }
+    VORNHotKeyID HotKey(int id, const char* text)
     {
-        VORNProbeRef probe = nullptr;
-        As(id, [&] { probe = VORNCreateProbe(VORN_PROBE_Y); });
-        return probe;
-    }
-    VORNHotKeyID HotKey(int id, const char* description)
-    {
-        VORNHotKeyID key = nullptr;
-        As(id, [&] { key = VORNRegisterHotKey('H', 0, description, nullptr, nullptr); });
-        return key;
+        return Made<VORNHotKeyID>(id, [&] { return VORNRegisterHotKey('H', 0, text, nullptr, nullptr); });
     }
     std::string Acquire(int id, VORNPlanesAvailable_f callback = nullptr)
     {
@@ -197,9 +188,11 @@ struct Row {
     std::string expected;
 };
 
-Row R(const char* f, const char* what, Call call, std::string e) { return {f, what, Phase::kRunning, std::move(call), std::move(e)}; }
-Row B(const char* f, const char* what, Call call, std::string e) { return {f, what, Phase::kBeforeInit, std::move(call), std::move(e)}; }
-Row F(const char* f, const char* what, Call call, std::string e) { return {f, what, Phase::kFresh, std::move(call), std::move(e)}; }
+#define ROW(Name, phase) \
+    Row Name(const char* f, const char* what, Call call, std::string e) { return {f, what, phase, std::move(call), std::move(e)}; }
+ROW(R, Phase::kRunning)
+ROW(B, Phase::kBeforeInit)
+ROW(F, Phase::kFresh)
 
 #define M []([[maybe_unused]] Matrix & m) -> std::string
 #define CALL(...) M { return S(__VA_ARGS__); }
@@ -231,8 +224,7 @@ const std::vector<Row>& Rows()
               VORNDataRef ref = m.Ref(0, "sim/version/vorn_build_string");
               return S(VORNIsDataRefGood(ref)) + " " + S(VORNGetDatai(ref)); }, "0 0"),
         B("VORNInitializePlugins", "a root without a plug-ins folder", M {
-              const int version = VORNInitializePlugins("/nonexistent/", &m.host.table, nullptr);
-              VORNShutdownPlugins();
+              const int version = VORNInitializePlugins("/nonexistent/", &m.host.table, nullptr); VORNShutdownPlugins();
               return S(version); },
           "19 | host: CreateMenu(0, 0, \"Plugins\") | log: Fetching plugins for /nonexistent/Resources/plugins*"),
 
@@ -245,8 +237,7 @@ const std::vector<Row>& Rows()
         R("VORNCameraHook", "null pointers while nobody controls the camera",
           CALL(VORNCameraHook(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)), "1"),
         R("VORNCameraHook", "a null pointer while a plug-in controls it: not called", M {
-              static int calls = 0;
-              calls = 0;
+              static int calls = 0; calls = 0;
               m.As(m.a, [] { VORNControlCamera(1, [](VORNCameraPositionRecord*, int, void*) { return ++calls; }, nullptr); });
               float p[7] = {};
               return Cat({S(VORNCameraHook(&p[0], &p[1], &p[2], nullptr, &p[4], &p[5], &p[6])), S(calls),
@@ -255,77 +246,50 @@ const std::vector<Row>& Rows()
           VOID(VORNUpdatePlaneNameAndPath(-1, nullptr, nullptr); VORNUpdatePlaneNameAndPath(1 << 30, nullptr, nullptr)), "done"),
         R("VORNUpdatePlaneNameAndPath", "a chosen model and a null path buffer", M {
               m.As(m.b, [] { char user[] = "user.acf", one[] = "/m/one.acf"; char* paths[] = {user, one, nullptr};
-                             VORNAcquirePlanes(paths, nullptr, nullptr); });
-              char path[256] = "host's";
-              VORNUpdatePlaneNameAndPath(1, nullptr, nullptr);
-              VORNUpdatePlaneNameAndPath(0, nullptr, path);
-              const std::string kept = path;
-              VORNUpdatePlaneNameAndPath(1, nullptr, path);
+                             VORNAcquirePlanes(paths, nullptr, nullptr); }); char path[256] = "host's";
+              VORNUpdatePlaneNameAndPath(1, nullptr, nullptr); VORNUpdatePlaneNameAndPath(0, nullptr, path);
+              const std::string kept = path; VORNUpdatePlaneNameAndPath(1, nullptr, path);
               return kept + " " + path; }, "host's /m/one.acf*"),
         R("VORNGetNumberPlanesToHandle", "a negative count comes back", CALL(VORNGetNumberPlanesToHandle(-5, 0)), "-5"),
         R("VORNGetPluginInventory", "null out, unknown ids, wrong structSize give 0", M {
-              VORNPluginInventory out{}, small{};
-              out.structSize = sizeof out;
-              small.structSize = 4;
+              VORNPluginInventory out{}, small{}; out.structSize = sizeof out; small.structSize = 4;
               return S(VORNGetPluginInventory(1, nullptr)) + S(VORNGetPluginInventory(-1, &out)) +
                      S(VORNGetPluginInventory(99, &out)) + S(VORNGetPluginInventory(1, &small)) + S(small.dataRefs); },
           "00000"),
         R("VORNSetUnloadObserver", "null turns it off", VOID(VORNSetUnloadObserver(NoObserver); VORNSetUnloadObserver(nullptr)), "done"),
         R("VORNSetTimeAccounting", "any non-zero value is on, off twice", M {
-              VORNSetTimeAccounting(-7);
-              m.As(m.a, [] {});
-              VORNSetTimeAccounting(0);
-              VORNSetTimeAccounting(0);
-              VORNCallTimes out{};
-              out.structSize = sizeof out;
+              VORNSetTimeAccounting(-7); m.As(m.a, [] {}); VORNSetTimeAccounting(0); VORNSetTimeAccounting(0);
+              VORNCallTimes out{}; out.structSize = sizeof out;
               return Cat({S(VORNGetPluginCallTimes(m.a, 0, &out)), " ", S(out.label)}); }, "1 \"message\""),
         R("VORNResetTimeAccounting", "while off, twice", VOID(VORNResetTimeAccounting(); VORNResetTimeAccounting()), "done"),
         R("VORNSetFrameBudget", "negative, NaN, infinite and huge budgets mean none", M {
-              VORNSetTimeAccounting(1);
-              std::string out;
+              VORNSetTimeAccounting(1); std::string out;
               for (float budget : {-1.0f, std::nanf(""), HUGE_VALF, 1e30f}) {
-                  VORNSetFrameBudget(budget);
-                  m.As(m.a, [] {});
-                  VORNCallTimes times{};
-                  times.structSize = sizeof times;
-                  VORNGetPluginCallTimes(m.a, 0, &times);
-                  out += S(static_cast<int>(times.overBudget));
-              }
+                  VORNSetFrameBudget(budget); m.As(m.a, [] {}); VORNCallTimes times{}; times.structSize = sizeof times;
+                  VORNGetPluginCallTimes(m.a, 0, &times); out += S(static_cast<int>(times.overBudget)); }
               return out; }, "0000"),
         R("VORNGetPluginCallTimes", "null out, unknown ids, wrong structSize, bad indexes give 0", M {
-              VORNSetTimeAccounting(1);
-              m.As(m.a, [] {});  // one kind: a message
-              VORNCallTimes out{}, small{};
-              out.structSize = sizeof out;
-              small.structSize = 4;
+              VORNSetTimeAccounting(1); m.As(m.a, [] {});  // one kind: a message
+              VORNCallTimes out{}, small{}; out.structSize = sizeof out; small.structSize = 4;
               return Cat({S(VORNGetPluginCallTimes(m.a, 0, nullptr)), S(VORNGetPluginCallTimes(-1, 0, &out)),
                           S(VORNGetPluginCallTimes(99, 0, &out)), S(VORNGetPluginCallTimes(m.a, 0, &small)),
                           S(VORNGetPluginCallTimes(m.a, -1, &out)), S(VORNGetPluginCallTimes(m.a, 1, &out)),
                           S(VORNGetPluginCallTimes(m.b, 0, &out)), S(static_cast<int>(out.calls)), S(small.kind)}); },
           "000000000"),
         R("VORNGetPluginFrameTimes", "null out, unknown ids, wrong structSize give 0", M {
-              VORNFrameTimes out{}, small{};
-              out.structSize = sizeof out;
-              small.structSize = 4;
+              VORNFrameTimes out{}, small{}; out.structSize = sizeof out; small.structSize = 4;
               return Cat({S(VORNGetPluginFrameTimes(m.a, nullptr)), S(VORNGetPluginFrameTimes(-1, &out)),
                           S(VORNGetPluginFrameTimes(99, &out)), S(VORNGetPluginFrameTimes(m.a, &small)),
                           S(static_cast<int>(small.frames))}); }, "00000"),
         R("VORNSetCallObserver", "null turns it off", M {
-              VORNSetTimeAccounting(1);
-              VORNSetCallObserver(CountCall, nullptr);
-              VORNSetCallObserver(nullptr, &m);
-              m.As(m.a, [] {});
-              return S(gObservedCalls); }, "0"),
+              VORNSetTimeAccounting(1); VORNSetCallObserver(CountCall, nullptr); VORNSetCallObserver(nullptr, &m);
+              m.As(m.a, [] {}); return S(gObservedCalls); }, "0"),
         R("VORNSetCheckedMode", "any non-zero value is on: the main thread is still served", M {
-              VORNSetCheckedMode(-3);
-              const std::string id = m.As(m.a, [] { return S(VORNGetMyID()); });
-              VORNSetCheckedMode(0);
-              VORNSetCheckedMode(0);
-              return id; }, "1"),
+              VORNSetCheckedMode(-3); const std::string id = m.As(m.a, [] { return S(VORNGetMyID()); });
+              VORNSetCheckedMode(0); VORNSetCheckedMode(0); return id; }, "1"),
         R("VORNMenuHook", "unknown and negative host items", CALL(VORNMenuHook(-1) + VORNMenuHook(1 << 30)), "2"),
         R("VORNCheckMenuHook", "unknown menu, bad positions, null out", M {
-              int check = 42;
-              return Cat({S(VORNCheckMenuHook(-1, 0, &check)), S(VORNCheckMenuHook(1000, -1, &check)),
+              int check = 42; return Cat({S(VORNCheckMenuHook(-1, 0, &check)), S(VORNCheckMenuHook(1000, -1, &check)),
                           S(VORNCheckMenuHook(1000, 1 << 30, nullptr)), " ", S(check)}); }, "111 42"),
         R("VORNMenuItemEnabled", "unknown menu and bad positions",
           CALL(VORNMenuItemEnabled(-1, 0) + VORNMenuItemEnabled(1000, -1) + VORNMenuItemEnabled(1000, 1 << 30)), "3"),
@@ -353,17 +317,13 @@ const std::vector<Row>& Rows()
         R("VORNEnablePlugin", "the host, negative and unknown ids", CALL(VORNEnablePlugin(0) + VORNEnablePlugin(-1) + VORNEnablePlugin(99)), "0"),
         R("VORNEnablePlugin", "another plug-in, already enabled", AS_A(VORNEnablePlugin(2)), "1"),
         R("VORNDisablePlugin", "the host, negative and unknown ids", M {
-              VORNDisablePlugin(0);
-              VORNDisablePlugin(-1);
-              VORNDisablePlugin(1 << 30);
+              VORNDisablePlugin(0); VORNDisablePlugin(-1); VORNDisablePlugin(1 << 30);
               return S(VORNIsPluginEnabled(0) + VORNIsPluginEnabled(1) + VORNIsPluginEnabled(2)); }, "3"),
         R("VORNDisablePlugin", "twice", M { VORNDisablePlugin(2); VORNDisablePlugin(2); return S(VORNIsPluginEnabled(2)); }, "0"),
         R("VORNReloadPlugins", "asked for twice: one reload after the next pass", M {
               m.As(m.a, [] { VORNReloadPlugins(); VORNReloadPlugins(); });
-              const int before = m.host.CountCalls("ShowAlert");
-              VORNEventHook(0, nullptr, 1.0f);
-              const int once = m.host.CountCalls("ShowAlert");
-              VORNEventHook(0, nullptr, 2.0f);
+              const int before = m.host.CountCalls("ShowAlert"); VORNEventHook(0, nullptr, 1.0f);
+              const int once = m.host.CountCalls("ShowAlert"); VORNEventHook(0, nullptr, 2.0f);
               return Cat({S(before), S(once), S(static_cast<int>(m.host.CountCalls("ShowAlert"))), S(VORNCountPlugins())}); },
           "0113 | host: * | log: *"),
         R("VORNSendMessageToPlugin", "unknown, negative and disabled targets get nothing", M {
@@ -390,14 +350,11 @@ const std::vector<Row>& Rows()
           "1:Null callback for VORNCreateFlightLoop | host: GetElapsedTime()"),
         R("VORNDestroyFlightLoop", "null handle", AS_A_VOID(VORNDestroyFlightLoop(nullptr)), "done"),
         R("VORNDestroyFlightLoop", "another plug-in's loop is reported", M {
-              VORNFlightLoopID loop = m.Loop(m.b);
-              m.Mark();
-              return m.As(m.a, [&] { VORNDestroyFlightLoop(loop); }); },
+              VORNFlightLoopID loop = m.Loop(m.b); m.Mark(); return m.As(m.a, [&] { VORNDestroyFlightLoop(loop); }); },
           "done | errors: 1:Attempt to remove a flight loop callback owned by another plugin."),
         R("VORNScheduleFlightLoop", "null handle", AS_A_VOID(VORNScheduleFlightLoop(nullptr, 1, 1)), "done"),
         R("VORNScheduleFlightLoop", "another plug-in's loop is reported", M {
-              VORNFlightLoopID loop = m.Loop(m.b);
-              m.Mark();
+              VORNFlightLoopID loop = m.Loop(m.b); m.Mark();
               return m.As(m.a, [&] { VORNScheduleFlightLoop(loop, -1.0f, 1); }); },
           "done | errors: 1:Attempt to schedule a flight loop callback owned by another plugin."),
         R("VORNRegisterFlightLoopCallback", "null callback", AS_A_VOID(VORNRegisterFlightLoopCallback(nullptr, -1.0f, nullptr)),
@@ -422,112 +379,78 @@ const std::vector<Row>& Rows()
         // ---- Windows, hot keys and the display entry points ------------------------
         R("VORNCreateWindow", "inverted geometry, no callbacks", AS_A_VOID(
               VORNWindowID w = VORNCreateWindow(100, 0, 0, 100, 1, nullptr, nullptr, nullptr, nullptr);
-              int left = 0, top = 0;
-              VORNGetWindowGeometry(w, &left, &top, nullptr, nullptr);
+              int left = 0, top = 0; VORNGetWindowGeometry(w, &left, &top, nullptr, nullptr);
               VORNDebugString(Cat({S(w), " ", S(left), S(top), S(VORNIsWindowInFront(w))}).c_str())),
           "done | log: handle 10001"),
         R("VORNCreateWindowEx", "null params and wrong structSize", AS_A_VOID(
-              VORNCreateWindow_t params = {};
-              params.structSize = sizeof params - 8;
+              VORNCreateWindow_t params = {}; params.structSize = sizeof params - 8;
               VORNDebugString(Cat({S(VORNCreateWindowEx(nullptr)), S(VORNCreateWindowEx(&params))}).c_str())),
           "done | log: nullnull"),
         R("VORNDestroyWindow", "null, unknown, mid-record, destroyed twice, another plug-in's", M {
-              VORNWindowID theirs = m.Window(m.b);
-              return m.As(m.a, [&] {
-                  VORNDestroyWindow(nullptr);
-                  VORNDestroyWindow(&m.unknown);
-                  VORNDestroyWindow(static_cast<char*>(theirs) + 1);
-                  const std::string before = S(VORNGetWindowIsVisible(theirs));
-                  VORNDestroyWindow(theirs);
+              VORNWindowID theirs = m.Window(m.b); return m.As(m.a, [&] { VORNDestroyWindow(nullptr);
+                  VORNDestroyWindow(&m.unknown); VORNDestroyWindow(static_cast<char*>(theirs) + 1);
+                  const std::string before = S(VORNGetWindowIsVisible(theirs)); VORNDestroyWindow(theirs);
                   VORNDestroyWindow(theirs);
                   return Cat({before, S(VORNGetWindowIsVisible(theirs)), S(VORNIsWindowInFront(theirs))}); }); }, "100"),
         R("VORNTakeKeyboardFocus", "unknown and destroyed ids give it to the host", M {
-              VORNWindowID mine = m.Window(m.a);
-              m.Mark();
-              return m.As(m.a, [&] {
-                  VORNTakeKeyboardFocus(mine);
-                  VORNTakeKeyboardFocus(&m.unknown);
-                  VORNDestroyWindow(mine);
-                  VORNTakeKeyboardFocus(mine);
+              VORNWindowID mine = m.Window(m.a); m.Mark(); return m.As(m.a, [&] { VORNTakeKeyboardFocus(mine);
+                  VORNTakeKeyboardFocus(&m.unknown); VORNDestroyWindow(mine); VORNTakeKeyboardFocus(mine);
                   return S(VORNKeyPressHook('k', 0, 'K', 1)); }); },
           "1 | host: TakeKeyboardFocus(1); TakeKeyboardFocus(0)*"),
         R("VORNTakeKeyboardFocus", "a window of a disabled plug-in cannot take it", M {
-              VORNWindowID theirs = m.Window(m.b);
-              VORNDisablePlugin(m.b);
-              m.Mark();
-              m.As(m.a, [&] { VORNTakeKeyboardFocus(theirs); });
-              return S(VORNKeyPressHook('k', 0, 'K', 1)); }, "1*"),
+              VORNWindowID theirs = m.Window(m.b); VORNDisablePlugin(m.b); m.Mark();
+              m.As(m.a, [&] { VORNTakeKeyboardFocus(theirs); }); return S(VORNKeyPressHook('k', 0, 'K', 1)); }, "1*"),
         R("VORNGetWindowGeometry", "unknown id writes nothing; null outs", M {
               int left = 42, top = 42, right = 42, bottom = 42;
               VORNGetWindowGeometry(&m.unknown, &left, &top, &right, &bottom);
               VORNGetWindowGeometry(m.Window(m.a), nullptr, nullptr, nullptr, nullptr);
               return Cat({S(left), S(top), S(right), S(bottom)}); }, "42424242"),
         R("VORNSetWindowGeometry", "unknown id; stored unchecked", M {
-              VORNWindowID w = m.Window(m.a);
-              VORNSetWindowGeometry(&m.unknown, 1, 2, 3, 4);
-              VORNSetWindowGeometry(w, 1 << 30, -(1 << 30), -5, 5);
-              int left = 0, top = 0, right = 0, bottom = 0;
+              VORNWindowID w = m.Window(m.a); VORNSetWindowGeometry(&m.unknown, 1, 2, 3, 4);
+              VORNSetWindowGeometry(w, 1 << 30, -(1 << 30), -5, 5); int left = 0, top = 0, right = 0, bottom = 0;
               VORNGetWindowGeometry(w, &left, &top, &right, &bottom);
               return Cat({S(left), " ", S(top), " ", S(right), " ", S(bottom), " ", S(VORNMouseClickHook(0, 0, 1))}); },
           "1073741824 -1073741824 -5 5 1"),
         R("VORNGetWindowIsVisible", "null and unknown", CALL(VORNGetWindowIsVisible(nullptr) + VORNGetWindowIsVisible(&m.unknown)), "0"),
         R("VORNSetWindowIsVisible", "unknown id; a value other than 1 is kept", M {
-              VORNWindowID w = m.Window(m.a);
-              VORNSetWindowIsVisible(&m.unknown, 0);
-              VORNSetWindowIsVisible(w, -3);
+              VORNWindowID w = m.Window(m.a); VORNSetWindowIsVisible(&m.unknown, 0); VORNSetWindowIsVisible(w, -3);
               return S(VORNGetWindowIsVisible(w)); }, "-3"),
         R("VORNGetWindowRefCon", "null and unknown", M { return Cat({S(VORNGetWindowRefCon(nullptr)), S(VORNGetWindowRefCon(&m.unknown))}); },
           "nullnull"),
         R("VORNSetWindowRefCon", "unknown id", M {
-              VORNSetWindowRefCon(&m.unknown, &m.unknown);
-              return S(VORNGetWindowRefCon(&m.unknown)); }, "null"),
+              VORNSetWindowRefCon(&m.unknown, &m.unknown); return S(VORNGetWindowRefCon(&m.unknown)); }, "null"),
         R("VORNBringWindowToFront", "null and unknown; another plug-in's window", M {
-              VORNWindowID theirs = m.Window(m.b);
-              VORNWindowID mine = m.Window(m.a);
-              return m.As(m.a, [&] {
-                  VORNBringWindowToFront(nullptr);
-                  VORNBringWindowToFront(&m.unknown);
-                  const std::string before = S(VORNIsWindowInFront(mine));
-                  VORNBringWindowToFront(theirs);
+              VORNWindowID theirs = m.Window(m.b); VORNWindowID mine = m.Window(m.a); return m.As(m.a, [&] {
+                  VORNBringWindowToFront(nullptr); VORNBringWindowToFront(&m.unknown);
+                  const std::string before = S(VORNIsWindowInFront(mine)); VORNBringWindowToFront(theirs);
                   return Cat({before, S(VORNIsWindowInFront(theirs)), S(VORNIsWindowInFront(mine))}); }); }, "110"),
         R("VORNIsWindowInFront", "null, unknown, hidden", M {
-              VORNWindowID w = m.Window(m.a);
-              VORNSetWindowIsVisible(w, 0);
+              VORNWindowID w = m.Window(m.a); VORNSetWindowIsVisible(w, 0);
               return S(VORNIsWindowInFront(nullptr) + VORNIsWindowInFront(&m.unknown) + VORNIsWindowInFront(w)); }, "0"),
         R("VORNGetScreenSize", "null outs go to the host", VOID(VORNGetScreenSize(nullptr, nullptr)),
           "done | host: GetScreenSize(null, null)"),
         R("VORNGetMouseLocation", "null outs go to the host", VOID(VORNGetMouseLocation(nullptr, nullptr)),
           "done | host: GetMouseLocation(null, null, 1)"),
         R("VORNRegisterHotKey", "null description and callback: it still takes its key", M {
-              VORNHotKeyID hotKey = m.HotKey(m.a, nullptr);
-              char description[VORN_PATH_BUFFER_SIZE] = "x";
+              VORNHotKeyID hotKey = m.HotKey(m.a, nullptr); char description[VORN_PATH_BUFFER_SIZE] = "x";
               VORNGetHotKeyInfo(hotKey, nullptr, nullptr, description, nullptr);
               return Cat({S(hotKey), S(description), S(VORNKeyPressHook('h', 0, 'H', 0))}); }, "handle\"\"0"),
         R("VORNUnregisterHotKey", "null, unknown, mid-record, twice, another plug-in's", M {
-              VORNHotKeyID theirs = m.HotKey(m.b, "b");
-              return m.As(m.a, [&] {
-                  VORNUnregisterHotKey(nullptr);
-                  VORNUnregisterHotKey(&m.unknown);
-                  VORNUnregisterHotKey(static_cast<char*>(theirs) + 1);
-                  const std::string before = S(VORNCountHotKeys());
-                  VORNUnregisterHotKey(theirs);
-                  VORNUnregisterHotKey(theirs);
-                  return Cat({before, S(VORNCountHotKeys())}); }); }, "10"),
+              VORNHotKeyID theirs = m.HotKey(m.b, "b"); return m.As(m.a, [&] { VORNUnregisterHotKey(nullptr);
+                  VORNUnregisterHotKey(&m.unknown); VORNUnregisterHotKey(static_cast<char*>(theirs) + 1);
+                  const std::string before = S(VORNCountHotKeys()); VORNUnregisterHotKey(theirs);
+                  VORNUnregisterHotKey(theirs); return Cat({before, S(VORNCountHotKeys())}); }); }, "10"),
         R("VORNCountHotKeys", "none", CALL(VORNCountHotKeys()), "0"),
         R("VORNGetNthHotKey", "negative, at and past the count",
           CALL(VORNGetNthHotKey(-1) == nullptr && VORNGetNthHotKey(0) == nullptr && VORNGetNthHotKey(1 << 30) == nullptr), "1"),
         R("VORNGetHotKeyInfo", "unknown id writes nothing; null outs", M {
-              char key = 'x';
-              int flags = 42;
-              VORNPluginID owner = 42;
-              VORNGetHotKeyInfo(&m.unknown, &key, &flags, nullptr, &owner);
-              VORNHotKeyID mine = m.HotKey(m.a, "a");
+              char key = 'x'; int flags = 42; VORNPluginID owner = 42;
+              VORNGetHotKeyInfo(&m.unknown, &key, &flags, nullptr, &owner); VORNHotKeyID mine = m.HotKey(m.a, "a");
               VORNGetHotKeyInfo(mine, nullptr, nullptr, nullptr, nullptr);
               VORNGetHotKeyInfo(mine, nullptr, nullptr, nullptr, &owner);
               return Cat({std::string(1, key), S(flags), S(owner)}); }, "x421"),
         R("VORNSetHotKeyCombination", "null and unknown ids", M {
-              VORNSetHotKeyCombination(nullptr, 'A', 0);
-              VORNSetHotKeyCombination(&m.unknown, 'A', 0);
+              VORNSetHotKeyCombination(nullptr, 'A', 0); VORNSetHotKeyCombination(&m.unknown, 'A', 0);
               return S(VORNKeyPressHook('a', 0, 'A', 0)); }, "1"),
         R("VORNDoDrawingHook", "steps outside 1..26", CALL(VORNDoDrawingHook(0, 0) + VORNDoDrawingHook(27, 1) + VORNDoDrawingHook(-1, -1)), "3"),
         R("VORNMouseClickHook", "an up without a down; far outside the screen",
@@ -542,21 +465,17 @@ const std::vector<Row>& Rows()
         R("VORNIsDataRefGood", "null, foreign, mid-record and withdrawn handles", M {
               VORNDataRef ref = m.Ref(m.a);
               VORNDataRef mid = reinterpret_cast<VORNDataRef>(reinterpret_cast<char*>(ref) + 1);
-              const std::string before = S(VORNIsDataRefGood(ref));
-              m.As(m.a, [&] { VORNUnregisterDataAccessor(ref); });
+              const std::string before = S(VORNIsDataRefGood(ref)); m.As(m.a, [&] { VORNUnregisterDataAccessor(ref); });
               return before + S(VORNIsDataRefGood(nullptr)) + S(VORNIsDataRefGood(reinterpret_cast<VORNDataRef>(&m.unknown))) +
                      S(VORNIsDataRefGood(mid)) + S(VORNIsDataRefGood(ref)); }, "10000"),
         R("VORNCanWriteDataRef", "null handle", CALL(VORNCanWriteDataRef(nullptr)), "0"),
         R("VORNGetDataRefTypes", "null handle", CALL(VORNGetDataRefTypes(nullptr)), "0"),
         R("VORNGetDatai", "null handle", CALL(VORNGetDatai(nullptr)), "0"),
         R("VORNGetDatai", "a withdrawn data ref", M {
-              VORNDataRef ref = m.Ref(m.a);
-              m.As(m.a, [&] { VORNUnregisterDataAccessor(ref); });
+              VORNDataRef ref = m.Ref(m.a); m.As(m.a, [&] { VORNUnregisterDataAccessor(ref); });
               return S(VORNGetDatai(ref)); }, "0"),
         R("VORNGetDatai", "owner disabled", M {
-              VORNDataRef ref = m.Ref(m.a);
-              VORNDisablePlugin(m.a);
-              return S(VORNGetDatai(ref)); }, "0"),
+              VORNDataRef ref = m.Ref(m.a); VORNDisablePlugin(m.a); return S(VORNGetDatai(ref)); }, "0"),
         R("VORNSetDatai", "null handle", VOID(VORNSetDatai(nullptr, 1)), "done"),
         R("VORNSetDatai", "owner offers no writer", VOID(VORNSetDatai(m.Ref(m.a), 5)), "done"),
         R("VORNGetDataf", "null handle and no float reader", M { return S(VORNGetDataf(nullptr)) + S(VORNGetDataf(m.Ref(m.a))); }, "00"),
@@ -565,8 +484,7 @@ const std::vector<Row>& Rows()
         R("VORNSetDatad", "null handle", VOID(VORNSetDatad(nullptr, 1.0)), "done"),
         R("VORNGetDatavi", "null handle", CALL(VORNGetDatavi(nullptr, nullptr, 0, 0)), "0"),
         R("VORNGetDatavi", "null values asks the count; negative and huge offsets and max", M {
-              VORNDataRef ref = m.Ref(m.a);
-              int values[4] = {-1, -1, -1, -1};
+              VORNDataRef ref = m.Ref(m.a); int values[4] = {-1, -1, -1, -1};
               return Cat({S(VORNGetDatavi(ref, nullptr, 0, 0)), S(VORNGetDatavi(ref, values, 1 << 30, 4)),
                           S(VORNGetDatavi(ref, values, 0, -3)), S(VORNGetDatavi(ref, values, 2, 99)), " ",
                           S(values[0]), S(values[1]), S(values[2])}); }, "4002 23-1"),
@@ -583,24 +501,18 @@ const std::vector<Row>& Rows()
         R("VORNRegisterDataAccessor", "null name", AS_A(VORNRegisterDataAccessor(nullptr, VORN_DATA_INT, 1, nullptr, nullptr,
               nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr)), "null"),
         R("VORNRegisterDataAccessor", "a name another plug-in holds: reported, theirs returned", M {
-              VORNDataRef theirs = m.Ref(m.b);
-              m.Mark();
+              VORNDataRef theirs = m.Ref(m.b); m.Mark();
               return S(m.Ref(m.a) == theirs ? 1 : 0); }, "1 | errors: 1:Dataref is already registered by someone else."),
         R("VORNUnregisterDataAccessor", "null, foreign and mid-record pointers are reported", M {
-              VORNDataRef ref = m.Ref(m.a);
-              m.Mark();
-              return m.As(m.a, [&] {
-                  VORNUnregisterDataAccessor(nullptr);
+              VORNDataRef ref = m.Ref(m.a); m.Mark(); return m.As(m.a, [&] { VORNUnregisterDataAccessor(nullptr);
                   VORNUnregisterDataAccessor(reinterpret_cast<VORNDataRef>(&m.unknown));
                   VORNUnregisterDataAccessor(reinterpret_cast<VORNDataRef>(reinterpret_cast<char*>(ref) + 1));
                   return S(VORNIsDataRefGood(ref)); }); },
           "1 | errors: " + kIllegalRef + "; " + kIllegalRef + "; " + kIllegalRef),
         R("VORNUnregisterDataAccessor", "another plug-in's, and twice, are reported", M {
-              VORNDataRef ref = m.Ref(m.b);
-              m.Mark();
+              VORNDataRef ref = m.Ref(m.b); m.Mark();
               m.As(m.b, [&] { VORNUnregisterDataAccessor(ref); VORNUnregisterDataAccessor(ref); });
-              VORNDataRef again = m.Ref(m.b, "matrix/other");
-              m.As(m.a, [&] { VORNUnregisterDataAccessor(again); });
+              VORNDataRef again = m.Ref(m.b, "matrix/other"); m.As(m.a, [&] { VORNUnregisterDataAccessor(again); });
               return S(VORNIsDataRefGood(again)); },
           "1 | errors: 2:Dataref is not owned by you - you cannot unregsiter.; "
           "1:Dataref is not owned by you - you cannot unregsiter."),
@@ -610,16 +522,11 @@ const std::vector<Row>& Rows()
                     S(VORNShareData("matrix/shared", VORN_DATA_FLOAT, NoChange, nullptr)),
                     S(VORNShareData("matrix/two", VORN_DATA_INT | VORN_DATA_FLOAT, nullptr, nullptr))})), "\"0101\""),
         R("VORNShareData", "an array item: negative and huge offsets and counts, null values", M {
-              return m.As(m.a, [] {
-                  VORNShareData("matrix/array", VORN_DATA_INT_ARRAY, nullptr, nullptr);
-                  VORNDataRef ref = VORNFindDataRef("matrix/array");
-                  int values[3] = {1, 2, 3};
-                  VORNSetDatavi(ref, values, 0, 3);
-                  VORNSetDatavi(ref, values, -1, 2);
-                  VORNSetDatavi(ref, values, 1 << 30, 1);
-                  VORNSetDatavi(ref, nullptr, 0, 5);
-                  VORNSetDatavi(ref, values, 0, -1);
-                  int out[3] = {9, 9, 9};
+              return m.As(m.a, [] { VORNShareData("matrix/array", VORN_DATA_INT_ARRAY, nullptr, nullptr);
+                  VORNDataRef ref = VORNFindDataRef("matrix/array"); int values[3] = {1, 2, 3};
+                  VORNSetDatavi(ref, values, 0, 3); VORNSetDatavi(ref, values, -1, 2);
+                  VORNSetDatavi(ref, values, 1 << 30, 1); VORNSetDatavi(ref, nullptr, 0, 5);
+                  VORNSetDatavi(ref, values, 0, -1); int out[3] = {9, 9, 9};
                   return Cat({S(VORNGetDatavi(ref, out, -1, 3)), S(VORNGetDatavi(ref, out, 1 << 30, 3)),
                               S(VORNGetDatavi(ref, out, 0, -2)), S(VORNGetDatavi(ref, nullptr, 0, 0)),
                               S(VORNGetDatavi(ref, out, 1, 99)), " ", S(out[0]), S(out[1])}); }); }, "00032 23"),
@@ -630,10 +537,7 @@ const std::vector<Row>& Rows()
         // ---- Menus ---------------------------------------------------------------------
         R("VORNFindPluginsMenu", "once started", CALL(VORNFindPluginsMenu()), "handle"),
         R("VORNCreateMenu", "an unknown, freed or mid-record parent gives null", M {
-              VORNMenuID menu = m.Menu(m.a);
-              m.As(m.a, [&] { VORNDestroyMenu(menu); });
-              m.Mark();
-              return m.As(m.a, [&] {
+              VORNMenuID menu = m.Menu(m.a); m.As(m.a, [&] { VORNDestroyMenu(menu); }); m.Mark(); return m.As(m.a, [&] {
                   return Cat({S(VORNCreateMenu("x", &m.unknown, 0, nullptr, nullptr)), S(VORNCreateMenu("x", menu, 0, nullptr, nullptr)),
                               S(VORNCreateMenu("x", static_cast<char*>(VORNFindPluginsMenu()) + 1, 0, nullptr, nullptr))}); }); },
           "nullnullnull"),
@@ -641,37 +545,24 @@ const std::vector<Row>& Rows()
           AS_A(VORNCreateMenu(nullptr, VORNFindPluginsMenu(), -(1 << 20), nullptr, nullptr)),
           "handle | host: CreateMenu(1000, -1, \"\")"),
         R("VORNDestroyMenu", "null, the Plugins menu, another plug-in's menu, twice", M {
-              VORNMenuID theirs = m.Menu(m.b);
-              VORNMenuID mine = m.Menu(m.a);
-              m.Mark();
-              return m.As(m.a, [&] {
-                  VORNDestroyMenu(nullptr);
-                  VORNDestroyMenu(VORNFindPluginsMenu());
-                  VORNDestroyMenu(theirs);
-                  VORNDestroyMenu(mine);
-                  VORNDestroyMenu(mine);
+              VORNMenuID theirs = m.Menu(m.b); VORNMenuID mine = m.Menu(m.a); m.Mark(); return m.As(m.a, [&] {
+                  VORNDestroyMenu(nullptr); VORNDestroyMenu(VORNFindPluginsMenu()); VORNDestroyMenu(theirs);
+                  VORNDestroyMenu(mine); VORNDestroyMenu(mine);
                   return S(VORNAppendMenuItem(theirs, "still", nullptr, 0)); }); },
           "0 | host: RemoveMenuItem(1002, 0); DestroyMenu(1002); AppendMenuItem(1001, \"still\", null, 0)"),
         R("VORNClearAllMenuItems", "null, freed and another plug-in's menu", M {
-              VORNMenuID theirs = m.Menu(m.b);
-              VORNMenuID mine = m.Menu(m.a);
-              m.As(m.a, [&] { VORNDestroyMenu(mine); });
+              VORNMenuID theirs = m.Menu(m.b); VORNMenuID mine = m.Menu(m.a); m.As(m.a, [&] { VORNDestroyMenu(mine); });
               m.Mark();
               return m.As(m.a, [&] { VORNClearAllMenuItems(nullptr); VORNClearAllMenuItems(mine); VORNClearAllMenuItems(theirs); }); },
           "done"),
         R("VORNAppendMenuItem", "null and freed menus; null name", M {
-              VORNMenuID mine = m.Menu(m.a);
-              m.As(m.a, [&] { VORNDestroyMenu(mine); });
-              m.Mark();
-              return m.As(m.a, [&] {
+              VORNMenuID mine = m.Menu(m.a); m.As(m.a, [&] { VORNDestroyMenu(mine); }); m.Mark(); return m.As(m.a, [&] {
                   return Cat({S(VORNAppendMenuItem(nullptr, "x", nullptr, 0)), S(VORNAppendMenuItem(mine, "x", nullptr, 0)),
                               S(VORNAppendMenuItem(VORNFindPluginsMenu(), nullptr, nullptr, 0))}); }); },
           "-1-11 | host: AppendMenuItem(1000, \"\", null, 0)"),
         R("VORNAppendMenuSeparator", "null menu", AS_A(VORNAppendMenuSeparator(nullptr)), "-1"),
         R("VORNSetMenuItemName", "negative, huge and another plug-in's index; null menu", M {
-              VORNMenuID theirs = m.Menu(m.b);
-              m.Mark();
-              return m.As(m.a, [&] {
+              VORNMenuID theirs = m.Menu(m.b); m.Mark(); return m.As(m.a, [&] {
                   for (int item : {-1, 1 << 30, 0})
                       VORNSetMenuItemName(theirs, item, "x");
                   VORNSetMenuItemName(nullptr, 0, "x"); }); },
@@ -680,18 +571,11 @@ const std::vector<Row>& Rows()
         R("VORNCheckMenuItem", "bad index", AS_A_VOID(VORNCheckMenuItem(VORNFindPluginsMenu(), -1, 2)),
           "done | errors: 1:VORNCheckMenuItem" + kMenuRange),
         R("VORNCheckMenuItemState", "bad index and null out", M {
-              VORNMenuID mine = m.Menu(m.a);
-              m.Mark();
-              return m.As(m.a, [&] {
-                  int check = 42;
-                  VORNCheckMenuItemState(mine, 5, &check);
-                  VORNCheckMenuItemState(mine, 0, nullptr);
-                  return S(check); }); },
-          "42 | errors: 1:VORNCheckMenuItemState" + kMenuRange),
+              VORNMenuID mine = m.Menu(m.a); m.Mark(); return m.As(m.a, [&] { int check = 42;
+                  VORNCheckMenuItemState(mine, 5, &check); VORNCheckMenuItemState(mine, 0, nullptr);
+                  return S(check); }); }, "42 | errors: 1:VORNCheckMenuItemState" + kMenuRange),
         R("VORNEnableMenuItem", "another plug-in's item", M {
-              VORNMenuID theirs = m.Menu(m.b);
-              m.Mark();
-              return m.As(m.a, [&] { VORNEnableMenuItem(theirs, 0, 0); }); },
+              VORNMenuID theirs = m.Menu(m.b); m.Mark(); return m.As(m.a, [&] { VORNEnableMenuItem(theirs, 0, 0); }); },
           "done | errors: 1:VORNCheckMenuItemState" + kMenuRange),
         R("VORNRemoveMenuItem", "bad index; null menu",
           AS_A_VOID(VORNRemoveMenuItem(VORNFindPluginsMenu(), 1 << 30); VORNRemoveMenuItem(nullptr, 0)),
@@ -702,28 +586,22 @@ const std::vector<Row>& Rows()
         R("VORNCreateCommand", "null name and description", AS_A(VORNCreateCommand(nullptr, nullptr)), "null"),
         R("VORNCommandBegin", "null command", AS_A_VOID(VORNCommandBegin(nullptr)), "done"),
         R("VORNCommandEnd", "null command; never begun", M {
-              VORNCommandRef command = m.Command();
-              m.Mark();
+              VORNCommandRef command = m.Command(); m.Mark();
               return m.As(m.a, [&] { VORNCommandEnd(nullptr); VORNCommandEnd(command); }); },
           "done | host: CommandEnd(*)"),
         R("VORNCommandOnce", "null command", AS_A_VOID(VORNCommandOnce(nullptr)), "done"),
         R("VORNRegisterCommandHandler", "null command and null callback register nothing", M {
-              VORNCommandRef command = m.Command();
-              m.As(m.a, [&] {
+              VORNCommandRef command = m.Command(); m.As(m.a, [&] {
                   VORNRegisterCommandHandler(nullptr, NoCommand, 1, nullptr);
                   VORNRegisterCommandHandler(command, nullptr, 1, nullptr); });
               return S(VORNCommandHook(command, 1, 0, 1)); },
           "1 | host: FindCommand(\"matrix/command\", \"Matrix\", 1)"),
         R("VORNUnregisterCommandHandler", "null command; another plug-in's handler stays", M {
               VORNCommandRef command = m.Command();
-              m.As(m.b, [&] { VORNRegisterCommandHandler(command, NoCommand, 1, nullptr); });
-              m.As(m.a, [&] {
+              m.As(m.b, [&] { VORNRegisterCommandHandler(command, NoCommand, 1, nullptr); }); m.As(m.a, [&] {
                   VORNUnregisterCommandHandler(nullptr, NoCommand, 1, nullptr);
-                  VORNUnregisterCommandHandler(command, NoCommand, 1, nullptr); });
-              VORNPluginInventory out{};
-              out.structSize = sizeof out;
-              VORNGetPluginInventory(m.b, &out);
-              return S(out.commandHandlers); },
+                  VORNUnregisterCommandHandler(command, NoCommand, 1, nullptr); }); VORNPluginInventory out{};
+              out.structSize = sizeof out; VORNGetPluginInventory(m.b, &out); return S(out.commandHandlers); },
           "1 | host: FindCommand(\"matrix/command\", \"Matrix\", 1)"),
         R("VORNCommandButtonPress", "negative button", AS_A_VOID(VORNCommandButtonPress(-1)), "done | host: CommandButton(*)"),
         R("VORNCommandButtonRelease", "never pressed", AS_A_VOID(VORNCommandButtonRelease(1 << 30)), "done | host: CommandButton(*)"),
@@ -741,9 +619,7 @@ const std::vector<Row>& Rows()
                           S(VORNGetDirectoryContents("/no/such/folder", 0, nullptr, 100, nullptr, 0, &total, &returned)),
                           " ", S(total), S(returned)}); }, "00 00"),
         R("VORNGetDirectoryContents", "negative and huge offsets, negative sizes and counts", M {
-              char names[8] = "xxxxxxx";
-              char* indices[2] = {names, names};
-              int total = -1, returned = -1;
+              char names[8] = "xxxxxxx"; char* indices[2] = {names, names}; int total = -1, returned = -1;
               return Cat({S(VORNGetDirectoryContents("/", -5, names, 8, indices, 1, &total, &returned)),
                           S(VORNGetDirectoryContents("/", 1 << 30, names, -8, nullptr, 0, &total, &returned)),
                           S(VORNGetDirectoryContents("/", 0, names, 8, indices, -1, &total, &returned)),
@@ -762,22 +638,14 @@ const std::vector<Row>& Rows()
         // ---- Terrain probes and scenery objects ------------------------------------------
         F("VORNCreateProbe", "an unusable type is kept", AS_A(VORNCreateProbe(-1)), "handle | host: CreateProbe()"),
         F("VORNDestroyProbe", "null, unknown, mid-record, destroyed twice, another plug-in's", M {
-              VORNProbeRef theirs = m.Probe(m.b);
-              m.As(m.a, [&] {
-                  VORNDestroyProbe(nullptr);
-                  VORNDestroyProbe(&m.unknown);
-                  VORNDestroyProbe(static_cast<char*>(theirs) + 1);
-                  VORNDestroyProbe(theirs);
-                  VORNDestroyProbe(theirs); });
+              VORNProbeRef theirs = m.Probe(m.b); m.As(m.a, [&] { VORNDestroyProbe(nullptr);
+                  VORNDestroyProbe(&m.unknown); VORNDestroyProbe(static_cast<char*>(theirs) + 1);
+                  VORNDestroyProbe(theirs); VORNDestroyProbe(theirs); });
               return S(m.Probe(m.a)); }, "handle | host: CreateProbe()"),
         F("VORNProbeTerrainXYZ", "null probe, null result, wrong structSize, wrong type", M {
-              VORNProbeRef probe = m.Probe(m.a);
-              VORNProbeRef other = nullptr;
-              m.As(m.a, [&] { other = VORNCreateProbe(1); });
-              VORNProbeResult_t result{}, wrong{};
-              result.structSize = sizeof result;
-              wrong.structSize = 40;
-              m.Mark();
+              VORNProbeRef probe = m.Probe(m.a); VORNProbeRef other = nullptr;
+              m.As(m.a, [&] { other = VORNCreateProbe(1); }); VORNProbeResult_t result{}, wrong{};
+              result.structSize = sizeof result; wrong.structSize = 40; m.Mark();
               return Cat({S(VORNProbeTerrainXYZ(nullptr, 0, 0, 0, &result)), S(VORNProbeTerrainXYZ(probe, 0, 0, 0, nullptr)),
                           S(VORNProbeTerrainXYZ(probe, 0, 0, 0, &wrong)), S(VORNProbeTerrainXYZ(other, 0, 0, 0, &result))}); },
           "1111"),
@@ -787,19 +655,13 @@ const std::vector<Row>& Rows()
               static int house = 0;
               for (const FakeHost::AsyncLoad& load : m.host.asyncLoads)
                   load.callback(&house, load.refcon);
-              VORNPluginInventory out{};
-              out.structSize = sizeof out;
-              VORNGetPluginInventory(m.a, &out);
-              return S(out.objects); },
-          "2 | host: LoadObjectAsync(null, *); LoadObjectAsync(\"x.obj\", *)"),
+              VORNPluginInventory out{}; out.structSize = sizeof out; VORNGetPluginInventory(m.a, &out);
+              return S(out.objects); }, "2 | host: LoadObjectAsync(null, *); LoadObjectAsync(\"x.obj\", *)"),
         R("VORNDrawObjects", "unknown object, null placements, negative count", AS_A_VOID(VORNDrawObjects(nullptr, -1, nullptr, 0, 0)),
           "done | errors: 1:Illegal object, or object not owned by this plugin."),
         R("VORNUnloadObject", "null, unknown and another plug-in's object", M {
-              static int house = 0;
-              m.host.loadedObject = &house;
-              m.As(m.b, [] { VORNLoadObject("house.obj"); });
-              m.Mark();
-              return m.As(m.a, [&] { VORNUnloadObject(nullptr); VORNUnloadObject(&house); }); },
+              static int house = 0; m.host.loadedObject = &house; m.As(m.b, [] { VORNLoadObject("house.obj"); });
+              m.Mark(); return m.As(m.a, [&] { VORNUnloadObject(nullptr); VORNUnloadObject(&house); }); },
           "done | errors: " + kUnknownObject + "; " + kUnknownObject),
         R("VORNLookupObjects", "null path and enumerator",
           AS_A(VORNLookupObjects(nullptr, 0, 0, nullptr, nullptr) + VORNLookupObjects(nullptr, 0, 0, NoObjectFound, nullptr)),
@@ -807,20 +669,13 @@ const std::vector<Row>& Rows()
 
         // ---- Multiplayer aircraft -------------------------------------------------------
         R("VORNAcquirePlanes", "another plug-in owns them; null callback", M {
-              m.Acquire(m.b);
-              m.Mark();
-              return m.Acquire(m.a); }, "0"),
+              m.Acquire(m.b); m.Mark(); return m.Acquire(m.a); }, "0"),
         R("VORNReleasePlanes", "not the owner: nothing released", M {
-              m.Acquire(m.b, NoPlanes);
-              m.As(m.a, [] { VORNReleasePlanes(); });
-              int owner = 0;
-              VORNCountAircraft(nullptr, nullptr, &owner);
-              return S(owner); }, "2 | host: CountAircraft(*)"),
+              m.Acquire(m.b, NoPlanes); m.As(m.a, [] { VORNReleasePlanes(); }); int owner = 0;
+              VORNCountAircraft(nullptr, nullptr, &owner); return S(owner); }, "2 | host: CountAircraft(*)"),
         R("VORNSetActiveAircraftCount", "not the owner; negative", AS_A_VOID(VORNSetActiveAircraftCount(-1)), "done"),
         R("VORNSetAircraftModel", "not the owner; negative index; null path", M {
-              m.Acquire(m.b);
-              m.Mark();
-              m.As(m.a, [] { VORNSetAircraftModel(1, "x.acf"); });
+              m.Acquire(m.b); m.Mark(); m.As(m.a, [] { VORNSetAircraftModel(1, "x.acf"); });
               return m.As(m.b, [] { VORNSetAircraftModel(-1, "x.acf"); VORNSetAircraftModel(1, nullptr); }); }, "done"),
         R("VORNDisableAIForPlane", "negative and huge indexes name no data ref",
           AS_A_VOID(VORNDisableAIForPlane(-1); VORNDisableAIForPlane(1 << 30)), "done"),
@@ -833,8 +688,7 @@ const std::vector<Row>& Rows()
 
         // ---- Camera ---------------------------------------------------------------------
         R("VORNControlCamera", "null callback: the next frame gives control up", M {
-              m.As(m.a, [] { VORNControlCamera(0, nullptr, nullptr); });
-              float p[7] = {};
+              m.As(m.a, [] { VORNControlCamera(0, nullptr, nullptr); }); float p[7] = {};
               const int result = VORNCameraHook(&p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6]);
               return S(result) + S(VORNIsCameraBeingControlled(nullptr)); }, "10"),
         R("VORNDontControlCamera", "nobody controls it", AS_A_VOID(VORNDontControlCamera()), "done"),

@@ -207,20 +207,16 @@ const std::vector<Site>& Sites()
     static const std::vector<Site> sites = {
         {"FlightLoop_KeepsItsIntervalAndThePassGoesOn", [](Misbehaving& t) {
              static Act failing{"a", true}, fine{"b"}, added{"c"};
-             VORNFlightLoopID thrower = t.Loop(t.alpha, failing, HalfSecondLoop, 0.5f);
-             t.Loop(t.beta, fine);
+             VORNFlightLoopID thrower = t.Loop(t.alpha, failing, HalfSecondLoop, 0.5f); t.Loop(t.beta, fine);
              t.host->elapsedTime = 0.0f;
              for (float at : {0.5f, 0.75f, 1.0f})
                  t.Pass(at);
              t.As(t.alpha, [&] { VORNDestroyFlightLoop(thrower); });  // the list is usable as before
-             t.Loop(t.alpha, added);
-             t.Pass(2.0f);
-             return std::string(); },
+             t.Loop(t.alpha, added); t.Pass(2.0f); return std::string(); },
          " | seen: b@2 a@1 b@2 b@2 a@1 c@1 b@2 | log: threw(alpha) threw(alpha) "},
         {"MenuHandler_ThePickCountsAsHandled", [](Misbehaving& t) {
              static Act failing{"pick", true}, fine{"other"};
-             const int failingItem = t.Item(t.alpha, failing), fineItem = t.Item(t.alpha, fine);
-             t.host->ClearRecord();
+             const int failingItem = t.Item(t.alpha, failing), fineItem = t.Item(t.alpha, fine); t.host->ClearRecord();
              return Cat({S(VORNMenuHook(failingItem)), S(VORNMenuHook(fineItem))}); },
          "00 | seen: pick@1 other@1 | log: threw(alpha) "},
         {"CommandHandler_CountsAs1_TheNextHandlerAndTheHostGetIt", [](Misbehaving& t) {
@@ -233,20 +229,12 @@ const std::vector<Site>& Sites()
              return Cat({S(result), S(VORNCommandHook(command, 1, 0, 1))}); },
          "11 | seen: first@1 second@2 second@2 | log: threw(alpha) "},
         {"DataAccessors_AReadIs0_AWriteIsLost", [](Misbehaving& t) {
-             static Act reader{"read", true}, writer{"write", true};
-             reader.fails = true;
-             t.As(t.alpha, [&] {
+             static Act reader{"read", true}, writer{"write", true}; reader.fails = true; t.As(t.alpha, [&] {
                  VORNRegisterDataAccessor("test/misbehave/int", VORN_DATA_INT, 1, ReadInt, WriteInt, nullptr, nullptr,
                                           nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &reader, &writer);
              });
-             int value = -1;
-             t.As(t.beta, [&] {
-                 VORNDataRef ref = VORNFindDataRef("test/misbehave/int");
-                 value = VORNGetDatai(ref);
-                 VORNSetDatai(ref, 5);
-                 See("after");
-             });
-             reader.fails = false;
+             int value = -1; t.As(t.beta, [&] { VORNDataRef ref = VORNFindDataRef("test/misbehave/int");
+                 value = VORNGetDatai(ref); VORNSetDatai(ref, 5); See("after"); }); reader.fails = false;
              return Cat({S(value), S(VORNGetDatai(VORNFindDataRef("test/misbehave/int")))}); },
          "07 | seen: read@1 write@1 after@2 read@1 | log: threw(alpha) threw(alpha) "},
         {"SharedDataSubscriber_TheOthersAreStillTold", [](Misbehaving& t) {
@@ -254,24 +242,19 @@ const std::vector<Site>& Sites()
              t.As(t.alpha, [&] { VORNShareData("test/shared", VORN_DATA_INT, VoidCallback, &failing); });
              t.As(t.beta, [&] { VORNShareData("test/shared", VORN_DATA_INT, VoidCallback, &fine); });
              t.As(t.gamma, [&] { VORNSetDatai(VORNFindDataRef("test/shared"), 3); });
-             return S(VORNGetDatai(VORNFindDataRef("test/shared"))); },
-         "3 | seen: a@1 b@2 | log: threw(alpha) "},
+             return S(VORNGetDatai(VORNFindDataRef("test/shared"))); }, "3 | seen: a@1 b@2 | log: threw(alpha) "},
         {"Message_TheBroadcastGoesOn", [](Misbehaving& t) {
              t.hooks[1].message = [](int, int message, void*) { See("msg " + std::to_string(message)); Throw(); };
              t.hooks[2].message = [](int, int message, void*) { See("msg " + std::to_string(message)); };
-             return S(VORNEventHook(4, nullptr, 0.0f)); },
-         "1 | seen: msg 103@2 msg 103@3 | log: threw(beta) "},
+             return S(VORNEventHook(4, nullptr, 0.0f)); }, "1 | seen: msg 103@2 msg 103@3 | log: threw(beta) "},
         {"Camera_CountsAs0_ControlIsGivenUpAndTheCameraUntouched", [](Misbehaving& t) {
-             static Act failing{"camera", true};
-             failing.fails = true;
+             static Act failing{"camera", true}; failing.fails = true;
              t.As(t.alpha, [&] { VORNControlCamera(1, CameraCallback, &failing); });
              const std::string first = Cat({S(t.Camera()), " ", S(static_cast<int>(t.p[0])), S(VORNIsCameraBeingControlled(nullptr))});
              failing.fails = false;  // control can be taken again and works
              t.As(t.beta, [&] { VORNControlCamera(1, CameraCallback, &failing); });
-             const std::string second = Cat({S(t.Camera()), " ", S(static_cast<int>(t.p[0]))});
-             VORNDontControlCamera();
-             return first + " " + second; },
-         "1 10 0 100 | seen: camera@1 camera@2 | log: threw(alpha) "},
+             const std::string second = Cat({S(t.Camera()), " ", S(static_cast<int>(t.p[0]))}); VORNDontControlCamera();
+             return first + " " + second; }, "1 10 0 100 | seen: camera@1 camera@2 | log: threw(alpha) "},
         {"PlanesAvailable_TheNextWaiterIsStillCalled", [](Misbehaving& t) {
              static Act failing{"b", true}, fine{"c"};
              const std::string first = t.AsReturning<std::string>(t.alpha, [] { return S(VORNAcquirePlanes(nullptr, nullptr, nullptr)); });
@@ -281,27 +264,19 @@ const std::vector<Site>& Sites()
              return Cat({first, t.AsReturning<std::string>(t.gamma, [] { return S(VORNAcquirePlanes(nullptr, nullptr, nullptr)); })}); },
          "11 | seen: b@2 c@3 | log: threw(beta) "},
         {"ObjectLoaded_TheObjectIsStillThePluginsOwn", [](Misbehaving& t) {
-             static Act failing{"loaded", true};
-             static int house = 0;
+             static Act failing{"loaded", true}; static int house = 0;
              t.As(t.alpha, [&] { VORNLoadObjectAsync("house.obj", ObjectLoaded, &failing); });
              t.host->asyncLoads.at(0).callback(&house, t.host->asyncLoads[0].refcon);
              return S(t.Inventory(t.alpha, &VORNPluginInventory::objects)); },
          "1 | seen: loaded@1 | log: threw(alpha) "},
         {"FeatureEnumerator_IsStillOfferedEveryFeature", [](Misbehaving& t) {
-             static int failing = 1;
-             t.As(t.alpha, [&] { VORNEnumerateFeatures(FeatureCallback, &failing); });
+             static int failing = 1; t.As(t.alpha, [&] { VORNEnumerateFeatures(FeatureCallback, &failing); });
              return std::string(); },
          " | seen: VORN_WANTS_REFLECTIONS@1 VORN_USE_NATIVE_PATHS@1 | log: threw(alpha) threw(alpha) "},
         {"ErrorCallback_TheReportingCallGoesOn", [](Misbehaving& t) {
-             static Act fine{"loop"};
-             VORNFlightLoopID loop = nullptr;
-             t.As(t.alpha, [&] {
-                 VORNSetErrorCallback(ErrorCallback);
-                 VORNCreateFlightLoop_t params = {3, 0, LoopCallback, &fine};
-                 loop = VORNCreateFlightLoop(&params);
-                 VORNScheduleFlightLoop(loop, -1.0f, 1);
-             });
-             t.Pass(1.0f);
+             static Act fine{"loop"}; VORNFlightLoopID loop = nullptr; t.As(t.alpha, [&] {
+                 VORNSetErrorCallback(ErrorCallback); VORNCreateFlightLoop_t params = {3, 0, LoopCallback, &fine};
+                 loop = VORNCreateFlightLoop(&params); VORNScheduleFlightLoop(loop, -1.0f, 1); }); t.Pass(1.0f);
              return S(loop != nullptr); },
          "1 | seen: error Illegal struct size for VORNCreateFlightLoop@1 loop@1 | log: threw(alpha) "},
         {"DrawCallback_CountsAs1_TheHostStillDraws", [](Misbehaving& t) {
@@ -314,57 +289,38 @@ const std::vector<Site>& Sites()
         {"KeySniffer_CountsAs1_TheKeyGoesOn", [](Misbehaving& t) {
              static Act failing{"sniff", true};
              t.As(t.alpha, [&] { VORNRegisterKeySniffer(SniffThrough, 1, &failing); });
-             return S(VORNKeyPressHook('k', 0, 'K', 0)); },
-         "1 | seen: sniff@1 | log: threw(alpha) "},
+             return S(VORNKeyPressHook('k', 0, 'K', 0)); }, "1 | seen: sniff@1 | log: threw(alpha) "},
         {"WindowDraw_TheWindowsInFrontAreStillDrawn", [](Misbehaving& t) {
-             static Act back{"back", true}, front{"front"};
-             t.Window(t.alpha, back);
-             t.Window(t.beta, front);
-             return S(VORNDoDrawingHook(20, 0)); },
-         "1 | seen: back@1 front@2 | log: threw(alpha) "},
+             static Act back{"back", true}, front{"front"}; t.Window(t.alpha, back); t.Window(t.beta, front);
+             return S(VORNDoDrawingHook(20, 0)); }, "1 | seen: back@1 front@2 | log: threw(alpha) "},
         {"MouseDown_CountsAs0_FallsThroughToTheWindowBehind", [](Misbehaving& t) {
-             static Act back{"back"}, front{"front", true};
-             t.Window(t.beta, back);
-             t.Window(t.alpha, front);
+             static Act back{"back"}, front{"front", true}; t.Window(t.beta, back); t.Window(t.alpha, front);
              return Cat({S(VORNMouseClickHook(10, 10, 1)), S(VORNMouseClickHook(10, 10, 0))}); },  // the window behind took the drag
          "00 | seen: front mouse 1@1 back mouse 1@2 back mouse 3@2 | log: threw(alpha) "},
         {"MouseUp_IsConsumed_TheDragEnds", [](Misbehaving& t) {
-             static Act window{"w"};
-             window.fails = false;
-             t.Window(t.alpha, window);
-             const std::string down = S(VORNMouseClickHook(10, 10, 1));
-             window.fails = true;
+             static Act window{"w"}; window.fails = false; t.Window(t.alpha, window);
+             const std::string down = S(VORNMouseClickHook(10, 10, 1)); window.fails = true;
              return Cat({down, S(VORNMouseClickHook(50, 50, 0)), S(VORNMouseClickHook(50, 50, 0))}); },  // no drag window any more
          "001 | seen: w mouse 1@1 w mouse 3@1 | log: threw(alpha) "},
         {"FocusWindowKey_IsConsumed_TheFocusStays", [](Misbehaving& t) {
-             static Act act{"w", true};
-             VORNWindowID window = t.Window(t.alpha, act);
+             static Act act{"w", true}; VORNWindowID window = t.Window(t.alpha, act);
              t.As(t.alpha, [&] { VORNTakeKeyboardFocus(window); });
              const std::string keys = Cat({S(VORNKeyPressHook('a', 0, 'A', 1)), S(VORNKeyPressHook('b', 0, 'B', 1))});
-             VORNTakeKeyboardFocus(nullptr);
-             return keys; },
+             VORNTakeKeyboardFocus(nullptr); return keys; },
          "00 | seen: w key a@1 w key b@1 w key lost@1 | log: threw(alpha) threw(alpha) "},
         {"Cursor_CountsAs0_TheWindowBehindDecides", [](Misbehaving& t) {
-             static Act back{"back"}, front{"front", true};
-             t.Window(t.beta, back);
-             t.Window(t.alpha, front);
-             return S(VORNCursorHook(10, 10)); },
-         "2 | seen: front cursor@1 back cursor@2 | log: threw(alpha) "},
+             static Act back{"back"}, front{"front", true}; t.Window(t.beta, back); t.Window(t.alpha, front);
+             return S(VORNCursorHook(10, 10)); }, "2 | seen: front cursor@1 back cursor@2 | log: threw(alpha) "},
         {"Wheel_CountsAs0_TheWindowBehindMayTakeIt", [](Misbehaving& t) {
-             static Act back{"back"}, front{"front", true};
-             t.Window(t.beta, back);
-             t.Window(t.alpha, front);
+             static Act back{"back"}, front{"front", true}; t.Window(t.beta, back); t.Window(t.alpha, front);
              return S(VORNScrollWheelHook(10, 10, 0, 3)); },
          "0 | seen: front wheel 3@1 back wheel 3@2 | log: threw(alpha) "},
         {"HotKey_TheKeyIsTaken", [](Misbehaving& t) {
-             static Act failing{"hot", true};
-             VORNHotKeyID hotKey = nullptr;
+             static Act failing{"hot", true}; VORNHotKeyID hotKey = nullptr;
              t.As(t.alpha, [&] { hotKey = VORNRegisterHotKey('H', 0, "hot", VoidCallback, &failing); });
-             const std::string taken = S(VORNKeyPressHook('h', 0, 'H', 0));
-             VORNUnregisterHotKey(hotKey);
+             const std::string taken = S(VORNKeyPressHook('h', 0, 'H', 0)); VORNUnregisterHotKey(hotKey);
              return Cat({taken, S(VORNKeyPressHook('h', 0, 'H', 0)), S(VORNCountHotKeys())}); },
-         "010 | seen: hot@1 | log: threw(alpha) "},
-    };
+         "010 | seen: hot@1 | log: threw(alpha) "}, };
     return sites;
 }
 
