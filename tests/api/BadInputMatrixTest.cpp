@@ -297,8 +297,6 @@ const std::vector<Row>& Rows()
           CALL(VORNCommandHook(nullptr, 1, 0, 1) * 10 + VORNCommandHook(&m.unknown, 0, 1, 0)), "11"),
 
         // ---- Registry, errors, lifecycle, messages, features ------------------------------
-        R("VORNGetMyID", "from the host", CALL(VORNGetMyID()), "0"),
-        R("VORNCountPlugins", "host and two plug-ins", CALL(VORNCountPlugins()), "3"),
         R("VORNGetNthPlugin", "unchecked: the index comes back", CALL(VORNGetNthPlugin(-7) + VORNGetNthPlugin(99)), "92"),
         R("VORNIsPluginEnabled", "negative and too high ids",
           CALL(VORNIsPluginEnabled(-1) + VORNIsPluginEnabled(3) + VORNIsPluginEnabled(1 << 30)), "0"),
@@ -624,7 +622,6 @@ const std::vector<Row>& Rows()
                           S(VORNGetDirectoryContents("/", 1 << 30, names, -8, nullptr, 0, &total, &returned)),
                           S(VORNGetDirectoryContents("/", 0, names, 8, indices, -1, &total, &returned)),
                           " ", S(returned), " ", S(names[7])}); }, "100 0 0"),
-        R("VORNInitialized", "once started", CALL(VORNInitialized()), "1"),
         R("VORNGetVersions", "null pointers", VOID(VORNGetVersions(nullptr, nullptr, nullptr)), "done | host: GetVersions(*)"),
         R("VORNDebugString", "null text", VOID(VORNDebugString(nullptr)), "done | log: (null)"),
         R("VORNFindSymbol", "null name goes to the host", CALL(VORNFindSymbol(nullptr)), "null | host: FindSymbol(null)"),
