@@ -771,7 +771,7 @@ std::string RowName(const ::testing::TestParamInfo<size_t>& info)
         else if (name.back() != '_')
             name += '_';
     }
-    return name + std::to_string(info.param);
+    return name + (name.back() == '_' ? "" : "_") + std::to_string(info.param);
 }
 
 INSTANTIATE_TEST_SUITE_P(Matrix, BadInputMatrixTest, ::testing::Range<size_t>(0, Rows().size()), RowName);
