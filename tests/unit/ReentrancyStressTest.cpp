@@ -1,8 +1,8 @@
-// Plug-ins whose flight loops and draw callbacks randomly create, destroy,
-// schedule and unregister loops and draw callbacks (their own, others', and
-// the running one) in the middle of passes and nested dispatches. After
-// every pass the registries must hold exactly the records a simple model
-// says are alive, and nothing removed may ever be called again.
+// Flight loops and draw callbacks that randomly create, destroy, schedule and
+// unregister loops and draw callbacks (their own, others', the running one)
+// in the middle of passes and nested dispatches. After every pass the
+// registries hold exactly what a simple model says is alive, and nothing
+// removed is ever called again.
 
 #include "LibraryFixture.h"
 #include "VORNDisplayInternal.h"
@@ -26,8 +26,7 @@ struct Agent {
     int owner = 0;
     bool isLoop = true;
     VORNFlightLoopID handle = nullptr;
-    int phase = 0;       // draw phase
-    int before = 0;      // draw before flag
+    int phase = 0, before = 0;  // a draw callback's
     int createdInPass = -1;
     int calledInPass = -1;
     std::set<int> drawsRunningAtCreation;  // draw dispatches that must not reach it
@@ -251,19 +250,7 @@ protected:
         --depth;
     }
 
-    // The tags of a registry's linked records, reached through its first one.
-    template <typename T>
-    std::set<int> Linked(T* first)
-    {
-        std::set<int> tags;
-        for (T* r = first; r != nullptr; r = VORNResourceList<T>::Next(r)) {
-            EXPECT_FALSE(r->dead) << "a removed record is still linked after the pass";
-            tags.insert(static_cast<Agent*>(r->refcon)->tag);
-        }
-        return tags;
-    }
-
-    // The same for records that a registry lists through a query.
+    // The tags of a registry's linked records.
     template <typename T>
     std::set<int> Linked(const std::vector<const T*>& records)
     {
@@ -273,6 +260,15 @@ protected:
             tags.insert(static_cast<Agent*>(r->refcon)->tag);
         }
         return tags;
+    }
+
+    template <typename T>
+    std::set<int> Linked(T* first)
+    {
+        std::vector<const T*> records;
+        for (T* r = first; r != nullptr; r = VORNResourceList<T>::Next(r))
+            records.push_back(r);
+        return Linked(records);
     }
 
     // Every live draw callback of a phase is called exactly once.
@@ -301,17 +297,11 @@ protected:
 
     std::mt19937 rng{12345};
     std::vector<std::unique_ptr<Agent>> agents;  // never shrinks: stable refcons
-    std::set<int> liveLoops;
-    std::set<int> liveDraws;
-    std::set<int> drawnQuietly;
-    int pass = 0;
-    int depth = 0;
+    std::set<int> liveLoops, liveDraws, drawnQuietly;
     std::vector<int> runningDraws;
-    int drawSerial = 0;
-    bool quiet = false;
-    bool inPass = false;
-    size_t loopCalls = 0;
-    size_t expectedErrors = 0;
+    int pass = 0, depth = 0, drawSerial = 0;
+    bool quiet = false, inPass = false;
+    size_t loopCalls = 0, expectedErrors = 0;
 };
 
 ReentrancyStressTest* ReentrancyStressTest::self = nullptr;
