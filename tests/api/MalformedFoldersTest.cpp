@@ -31,7 +31,7 @@ struct Layout {
     // Lays out the files; returns the writes expected after the header.
     std::function<Writes(BadModuleTest&)> lay;
     std::vector<std::string> names;        // registered afterwards, the host first
-    std::vector<std::string> pluginLines;  // checked when not empty
+    std::vector<std::string> pluginLines = {};  // checked when not empty
     std::function<void(BadModuleTest&)> check = nullptr;
 };
 
@@ -234,8 +234,9 @@ TEST_P(BadModuleTest, Loads)
     Frame(1.0f);
     EXPECT_THAT(LibraryWrites(), ElementsAreArray(expected));
     EXPECT_THAT(Names(), ElementsAreArray(layout.names));
-    if (!layout.pluginLines.empty())
+    if (!layout.pluginLines.empty()) {
         EXPECT_THAT(PluginLines(), ElementsAreArray(layout.pluginLines));
+    }
     for (int id = 0; id < VORNCountPlugins(); ++id) {
         VORNPluginInventory inventory{};
         inventory.structSize = sizeof inventory;

@@ -269,6 +269,7 @@ TEST_F(TimeAccountingTest, OffNothingIsCountedResetAndShutdownDropTheFigures)
 
     VORNSetTimeAccounting(1);
     VORNShutdownPlugins();
+    gObserved.clear();
     Start();
     Step();
     EXPECT_THAT(Kinds(1), IsEmpty()) << "shutdown switches accounting off and drops the figures";

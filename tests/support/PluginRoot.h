@@ -32,9 +32,9 @@ protected:
     }
 
     // The plug-ins' own "<name:what id=N>" lines, in order.
-    std::vector<std::string> PluginLines() const { return Writes(true); }
+    std::vector<std::string> PluginLines() const { return SplitWrites(true); }
     // The library's own log writes (everything that is not a plug-in line).
-    std::vector<std::string> LibraryWrites() const { return Writes(false); }
+    std::vector<std::string> LibraryWrites() const { return SplitWrites(false); }
 
     std::string NameOf(int id)
     {
@@ -52,7 +52,7 @@ protected:
     }
 
 private:
-    std::vector<std::string> Writes(bool pluginLines) const
+    std::vector<std::string> SplitWrites(bool pluginLines) const
     {
         std::vector<std::string> writes;
         for (const std::string& write : host->debugWrites) {
