@@ -129,35 +129,30 @@ protected:
         liveLoops.insert(agent.tag);
     }
 
+    // Another plug-in's loop is refused with an error.
     void DestroyLoop()
     {
-        Agent* agent = RandomLive(liveLoops);
-        if (agent == nullptr)
-            return;
-        VORNDestroyFlightLoop(agent->handle);
-        if (agent->owner == VORNGetDispatchedPlugin())
-            liveLoops.erase(agent->tag);
-        else
-            ++expectedErrors;
+        if (Agent* agent = RandomLive(liveLoops)) {
+            VORNDestroyFlightLoop(agent->handle);
+            agent->owner == VORNGetDispatchedPlugin() ? void(liveLoops.erase(agent->tag))
+                                                      : void(++expectedErrors);
+        }
     }
 
     void ScheduleLoop()
     {
-        Agent* agent = RandomLive(liveLoops);
-        if (agent == nullptr)
-            return;
-        VORNScheduleFlightLoop(agent->handle, RandomInterval(), Pick(2));
-        if (agent->owner != VORNGetDispatchedPlugin())
-            ++expectedErrors;
+        if (Agent* agent = RandomLive(liveLoops)) {
+            VORNScheduleFlightLoop(agent->handle, RandomInterval(), Pick(2));
+            expectedErrors += agent->owner != VORNGetDispatchedPlugin() ? 1 : 0;
+        }
     }
 
     void UnregisterLoop()
     {
-        Agent* agent = RandomLive(liveLoops);
-        if (agent == nullptr)
-            return;
-        VORNUnregisterFlightLoopCallback(LoopCallback, agent);
-        liveLoops.erase(agent->tag);
+        if (Agent* agent = RandomLive(liveLoops)) {
+            VORNUnregisterFlightLoopCallback(LoopCallback, agent);
+            liveLoops.erase(agent->tag);
+        }
     }
 
     void SetLoopInterval()
@@ -195,12 +190,11 @@ protected:
 
     void UnregisterDraw()
     {
-        Agent* agent = RandomLive(liveDraws);
-        if (agent == nullptr)
-            return;
-        EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 1);
-        EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 0);
-        liveDraws.erase(agent->tag);
+        if (Agent* agent = RandomLive(liveDraws)) {
+            EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 1);
+            EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 0);
+            liveDraws.erase(agent->tag);
+        }
     }
 
     void CleanUpPlugin()
