@@ -1,135 +1,111 @@
-// Checked mode through the real library: a real plug-in calls the API from
-// a thread of its own (tests/plugins/threaded.c).
+// Checked mode: a real plug-in calls the API from a thread of its own
+// (tests/plugins/threaded.c); so does the test itself.
 
 #include "../plugins/threaded.h"
-#include "HostFixture.h"
+#include "PluginRoot.h"
 #include "VORN/VORNDataAccess.h"
 
 #include <gmock/gmock.h>
 
 #include <cstdlib>
-#include <string>
-#include <vector>
+#include <thread>
 
 using namespace vorntest;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 namespace {
 
-const char kRefName[] = "test/threaded/value";
+const char kAdvice[] =
+    " from a thread other than the simulator's main thread: the call was refused. Call the VORN "
+    "API only from the main thread (from a callback of the library).";
 
-int ReadFortyTwo(void*)
-{
-    return 42;
-}
-
-std::string Refused(const std::string& function)
-{
-    return "Plug-in \"Threaded\" called " + function +
-           " from a thread other than the simulator's main thread: the call was refused. Call "
-           "the VORN API only from the main thread (from a callback of the library).";
-}
-
-class CheckedModeTest : public HostTest {
+class CheckedModeTest : public LoaderTest {
 protected:
     void StartWithThreaded()
     {
         InstallPlugin("threaded", "threaded.vpl");
-        host->systemPath = SystemPath();
         Start();
         ASSERT_EQ(VORNCountPlugins(), 2);
-        // Published by the host, on the main thread.
-        mRef = VORNRegisterDataAccessor(kRefName, VORN_DATA_INT, 0, ReadFortyTwo, nullptr,
-                                        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+        ref = VORNRegisterDataAccessor("test/threaded/value", VORN_DATA_INT, 0,
+                                       [](void*) { return 42; }, nullptr, nullptr, nullptr,
+                                       nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                       nullptr, nullptr, nullptr, nullptr);
     }
 
     ThreadedCalls Run(int message)
     {
-        ThreadedCalls calls = {kRefName, mRef, nullptr, -5, -5, -5};
+        ThreadedCalls calls = {"test/threaded/value", ref, nullptr, -5, -5, -5};
         VORNSendMessageToPlugin(1, message, &calls);
         return calls;
     }
 
-    // The report lines of the log: the library's and those the plug-in's
-    // error callback wrote, in order.
-    std::vector<std::string> Reports() const
-    {
-        std::vector<std::string> reports;
-        const std::string log = host->Log();
-        for (size_t at = 0, end; (end = log.find('\n', at)) != std::string::npos; at = end + 1) {
-            const std::string line = log.substr(at, end - at);
-            if (line.find("called VORN") != std::string::npos)
-                reports.push_back(line);
-        }
-        return reports;
-    }
-
-    VORNDataRef mRef = nullptr;
+    VORNDataRef ref = nullptr;
 };
 
 TEST_F(CheckedModeTest, CallsFromAnotherThreadAreRefusedAndReportedOncePerFunction)
 {
     StartWithThreaded();
+    EXPECT_EQ(Run(THREADED_RUN_MESSAGE).value, 42) << "off until switched on";
     VORNSetCheckedMode(1);
     host->ClearRecord();
-
     const ThreadedCalls refused = Run(THREADED_RUN_MESSAGE);
     EXPECT_EQ(refused.found, nullptr);
     EXPECT_EQ(refused.value, 0);
     EXPECT_EQ(refused.valueAgain, 0);
     EXPECT_EQ(refused.myId, -1);
-    // Reported on the main thread, at the next host event.
-    EXPECT_THAT(Reports(), IsEmpty());
+    EXPECT_THAT(host->debugWrites, IsEmpty()) << "reported on the main thread, at the next event";
     VORNEventHook(5, nullptr, 0.0f);
-    std::vector<std::string> lines;
+    // A warning naming the plug-in, then the text to its error callback.
+    std::vector<std::string> writes;
     for (const char* function : {"VORNFindDataRef", "VORNGetDatai", "VORNGetMyID"}) {
-        lines.push_back("[Threaded]: " + Refused(function));
-        lines.push_back("<Threaded:" + Refused(function) + ">");
+        const std::string text = std::string("Plug-in \"Threaded\" called ") + function + kAdvice;
+        for (const std::string& write : {std::string("["), std::string("Threaded"),
+                                         std::string("]: "), text, std::string("\n"),
+                                         "<Threaded:" + text + ">\n"})
+            writes.push_back(write);
     }
-    EXPECT_EQ(Reports(), lines);
+    EXPECT_THAT(host->debugWrites, ElementsAreArray(writes));
     VORNPluginInventory inventory{};
     inventory.structSize = sizeof inventory;
     VORNGetPluginInventory(1, &inventory);
     EXPECT_EQ(inventory.errors, 3);
-    EXPECT_EQ(std::string(inventory.lastError), Refused("VORNGetMyID"));
+    EXPECT_EQ(std::string(inventory.lastError),
+              std::string("Plug-in \"Threaded\" called VORNGetMyID") + kAdvice);
 
-    // Refused again, reported no more.
+    // Refused again, reported no more; the main thread is served as usual.
     host->ClearRecord();
     EXPECT_EQ(Run(THREADED_RUN_MESSAGE).value, 0);
     VORNEventHook(5, nullptr, 0.0f);
-    EXPECT_THAT(Reports(), IsEmpty());
-
-    // The main thread is served as usual.
+    EXPECT_THAT(host->debugWrites, IsEmpty());
     const ThreadedCalls served = Run(THREADED_RUN_HERE_MESSAGE);
-    EXPECT_EQ(served.found, mRef);
+    EXPECT_EQ(served.found, ref);
     EXPECT_EQ(served.value, 42);
     EXPECT_EQ(served.myId, 1);
+
+    // Code that is no plug-in's is named by its module, for nobody.
+    std::thread([] { EXPECT_EQ(VORNCountPlugins(), 0); }).join();
+    VORNEventHook(5, nullptr, 0.0f);
+    ASSERT_EQ(host->debugWrites.size(), 3u);
+    EXPECT_EQ(host->debugWrites[0], "[unknown]: ");
+    EXPECT_THAT(host->debugWrites[1], HasSubstr(std::string(" called VORNCountPlugins") + kAdvice));
+    EXPECT_THAT(host->debugWrites[1], ::testing::StartsWith("Code in "));
+    EXPECT_EQ(host->debugWrites[2], "\n");
 }
 
-TEST_F(CheckedModeTest, VornCheckedInTheEnvironmentSwitchesItOnAtStart)
+TEST_F(CheckedModeTest, VornCheckedInTheEnvironmentTurnsItOnAndSwitchedOffCallsGoThrough)
 {
     setenv("VORN_CHECKED", "1", 1);
     StartWithThreaded();
     unsetenv("VORN_CHECKED");
     EXPECT_EQ(Run(THREADED_RUN_MESSAGE).value, 0);
     VORNEventHook(5, nullptr, 0.0f);
-    EXPECT_THAT(host->Log(), ::testing::HasSubstr("[Threaded]: " + Refused("VORNGetDatai")));
-}
-
-TEST_F(CheckedModeTest, OffOrSwitchedOffCallsFromAnotherThreadGoThrough)
-{
-    StartWithThreaded();
-    const ThreadedCalls calls = Run(THREADED_RUN_MESSAGE);
-    EXPECT_EQ(calls.found, mRef);
-    EXPECT_EQ(calls.value, 42);
-    EXPECT_EQ(calls.valueAgain, 42);
-
-    VORNSetCheckedMode(1);
+    EXPECT_THAT(host->Log(), HasSubstr("[Threaded]: Plug-in \"Threaded\" called VORNGetDatai"));
     VORNSetCheckedMode(0);
-    EXPECT_EQ(Run(THREADED_RUN_MESSAGE).value, 42);
-    VORNEventHook(5, nullptr, 0.0f);
-    EXPECT_THAT(Reports(), IsEmpty());
+    const ThreadedCalls calls = Run(THREADED_RUN_MESSAGE);
+    EXPECT_EQ(calls.found, ref);
+    EXPECT_EQ(calls.valueAgain, 42);
 }
 
 }  // namespace

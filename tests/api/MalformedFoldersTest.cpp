@@ -1,8 +1,6 @@
-// Discovery over plug-in folders that a simulator finds in the wild: crowded
-// folders, names at the file-system limit or not in UTF-8, link loops,
-// folders the library may not read, files that are not (whole) modules, and a
-// plug-in that leaves its start buffers unterminated. Loading must carry on
-// past every one of them with exactly the plug-ins that can load.
+// What the loader makes of each file and folder layout it may meet below the
+// plug-ins folder: one row per layout, with every write of the log and the
+// plug-ins that end up registered.
 
 #include "PluginRoot.h"
 
@@ -11,12 +9,11 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <functional>
 
 using namespace vorntest;
-using ::testing::ElementsAre;
-using ::testing::UnorderedElementsAre;
+using ::testing::ElementsAreArray;
+using Text = ::testing::Matcher<const std::string&>;
 
 namespace fs = std::filesystem;
 
@@ -25,20 +22,47 @@ namespace {
 const char kNotLoadable[] =
     ".  (This file is missing, not a DLL or could not be loaded due to another missing DLL.)\n\n";
 
-class MalformedFoldersTest : public LoaderTest {
+using Writes = std::vector<Text>;
+
+class BadModuleTest;
+
+struct Layout {
+    const char* name;
+    // Lays out the files; returns the writes expected after the header.
+    std::function<Writes(BadModuleTest&)> lay;
+    std::vector<std::string> names;        // registered afterwards, the host first
+    std::vector<std::string> pluginLines = {};  // checked when not empty
+    std::function<void(BadModuleTest&)> check = nullptr;
+};
+
+Writes operator+(Writes a, const Writes& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+Writes Loaded(const std::string& path, const std::string& name)
+{
+    return {"Loaded: ", path, " (", name, ").\n\n"};
+}
+
+// The system loader's error in three writes, its text naming the file.
+Writes DlError(const std::string& path, const std::string& text = "")
+{
+    return {"dlerror:", text.empty() ? ::testing::HasSubstr(path) : Text(path + text), "\n"};
+}
+
+Writes Failed(const std::string& path)
+{
+    return DlError(path) + Writes{"Failed: ", path, kNotLoadable};
+}
+
+class BadModuleTest : public LoaderTest, public ::testing::WithParamInterface<Layout> {
+public:
+    static std::vector<Layout> Layouts();
+
 protected:
-    std::vector<std::string> WritesFrom(size_t first) const
-    {
-        const std::vector<std::string> writes = LibraryWrites();
-        return std::vector<std::string>(writes.begin() + std::min(first, writes.size()),
-                                        writes.end());
-    }
-
-    // The library's writes after "Fetching plugins for <folder>\n\n".
-    std::vector<std::string> WritesAfterFetching() const { return WritesFrom(3); }
-
-    // A copy of the scripted module cut to size bytes, at relative.
-    std::string AddTruncated(const std::string& relative, uintmax_t size)
+    std::string Cut(const std::string& relative, uintmax_t size)
     {
         const std::string path = InstallPlugin("scripted", relative);
         fs::resize_file(path, size);
@@ -55,175 +79,178 @@ protected:
     }
 };
 
-// Takes all permissions from path; skips the test when that does not make it
-// unreadable (as for root, whom permissions do not stop).
-#define LOCK_OR_SKIP(path)                                                               \
-    do {                                                                                 \
-        ASSERT_EQ(chmod((path).c_str(), 0), 0);                                          \
-        if (access((path).c_str(), R_OK | X_OK) == 0) {                                  \
-            chmod((path).c_str(), 0755);                                                 \
-            GTEST_SKIP() << "permissions do not stop this user (root): cannot make an "   \
-                            "unreadable folder";                                         \
-        }                                                                                \
-    } while (0)
-
-TEST_F(MalformedFoldersTest, ThousandsOfEntriesLoadOnlyTheModulesInOrder)
+std::vector<Layout> BadModuleTest::Layouts()
 {
-    for (int i = 0; i < 2000; ++i)
-        root.WriteFile("Resources/plugins/notes" + std::to_string(i) + ".txt", "x");
-    for (int i = 0; i < 1000; ++i)
-        root.MakeDir("Resources/plugins/empty" + std::to_string(i) + "/64");
-    const std::string plainB = AddScripted("b.vpl", "B", "t.b");
-    const std::string plainA = AddScripted("a.vpl", "A", "t.a");
-    const std::string fat = AddScripted("empty500x/lin.vpl", "Fat", "t.fat");
-    Start();
-    EXPECT_THAT(Names(), ElementsAre("Taravel", "A", "B", "Fat"));
-    EXPECT_THAT(WritesAfterFetching(),
-                ElementsAre("Loaded: ", plainA, " (", "A", ").\n\n",  //
-                            "Loaded: ", plainB, " (", "B", ").\n\n",  //
-                            "Loaded: ", fat, " (", "Fat", ").\n\n"));
+    return {
+        {"LoadOrderIsAdminThenPlainFilesThenFatFoldersInByteOrder",
+         [](BadModuleTest& t) {
+             const std::string b = t.AddScripted("b.vpl", "b", "t.b");
+             const std::string a = t.AddScripted("A.VPL", "A", "t.A");
+             const std::string latin = t.AddScripted("\xff\xfe.vpl", "\xe9t\xe9", "t.latin");
+             const std::string z = t.AddScripted("zfat/64/lin.vpl", "fat z", "t.z");
+             const std::string af = t.AddScripted("afat/lin.vpl", "fat a", "t.af");
+             const std::string admin = t.AddScripted("PluginAdmin/64/lin.vpl", "admin", "t.ad");
+             return Loaded(admin, "admin") + Loaded(a, "A") + Loaded(b, "b") +
+                    Loaded(latin, "\xe9t\xe9") + Loaded(af, "fat a") + Loaded(z, "fat z");
+         },
+         {"Taravel", "admin", "A", "b", "\xe9t\xe9", "fat a", "fat z"}},
+        {"AdministrationAndFrameworkFoldersAreSkipped",
+         [](BadModuleTest& t) {
+             t.AddScripted("xPluginAdminx.vpl", "plain admin", "t.pa");
+             t.AddScripted("MyPluginAdminTool/lin.vpl", "folder admin", "t.fa");
+             t.AddScripted("VORN.framework/lin.vpl", "framework", "t.fw");
+             t.AddScripted("VWidgets.framework/lin.vpl", "widgets", "t.ww");
+             return Loaded(t.AddScripted("ok.vpl", "ok", "t.ok"), "ok");
+         },
+         {"Taravel", "ok"}},
+        {"FilesThatAreNotModulesFailOneByOneInNameOrder",
+         [](BadModuleTest& t) {
+             std::vector<std::string> broken = {
+                 t.root.WriteFile("Resources/plugins/text.vpl", "#!/bin/sh\necho hello\n"),
+                 t.root.MakeDir("Resources/plugins/folder.vpl"),
+                 t.root.CopyFile("/bin/true", "Resources/plugins/program.vpl")};
+             for (uintmax_t size : {0, 16, 64})
+                 broken.push_back(t.Cut("cut" + std::to_string(size) + ".vpl", size));
+             std::sort(broken.begin(), broken.end());
+             Writes writes;
+             for (const std::string& path : broken)
+                 writes = writes + Failed(path);
+             return writes + Loaded(t.AddScripted("zz.vpl", "Ok", "t.ok"), "Ok");
+         },
+         {"Taravel", "Ok"}},
+        // Mapped, they would fault the process: turned away first, in the
+        // system loader's words.
+        {"ModulesCutInsideTheirSegmentsAreTooShort",
+         [](BadModuleTest& t) {
+             const std::string half =
+                 t.Cut("cuthalf.vpl", fs::file_size(TestPluginPath("scripted")) / 2);
+             const std::string inside = t.Cut("cut1024.vpl", 1024);
+             return DlError(inside, ": file too short") + Writes{"Failed: ", inside, kNotLoadable} +
+                    DlError(half, ": file too short") + Writes{"Failed: ", half, kNotLoadable};
+         },
+         {"Taravel"}},
+        {"AModuleWithoutStart",
+         [](BadModuleTest& t) {
+             const std::string path = t.InstallPlugin("no_start", "ns.vpl");
+             return Writes{"Failed: ", path,
+                           ".  (This file is a loadable DLL but is missing the VPluginStart "
+                           "callback.)\n\n"};
+         },
+         {"Taravel"}},
+        // What it registered while starting would point into its closed
+        // module, and go to the next plug-in that takes its id.
+        {"APluginThatRefusesToStartLeavesNothing",
+         [](BadModuleTest& t) {
+             const std::string no = t.AddScripted("no.vpl", "No", "t.no", "start=0\nloop_in_start=1\n");
+             return Writes{"Failed: ", no,
+                           ". (The plugin refused to start by returning 0 from VPluginStart.)\n\n"} +
+                    Loaded(t.AddScripted("yes.vpl", "Yes", "t.yes"), "Yes");
+         },
+         {"Taravel", "Yes"},
+         {"<No:start id=1>", "<Yes:start id=1>", "<Yes:enable id=1>"}},
+        {"TheFirstPluginWithASignatureKeepsIt",
+         [](BadModuleTest& t) {
+             const std::string first = t.AddScripted("a.vpl", "First", "t.same");
+             const std::string second = t.AddScripted("b.vpl", "Second", "t.same");
+             return Loaded(first, "First") +
+                    Writes{"Warning: ", second, " Signature: ", "t.same",
+                           ". (A version of this plugin is already loaded.)\n"};
+         },
+         {"Taravel", "First"},
+         {"<First:start id=1>", "<Second:start id=2>", "<Second:stop id=2>", "<First:enable id=1>"}},
+        {"AnEmptySignatureIsAlwaysTurnedAway",
+         [](BadModuleTest& t) {
+             return Writes{"Warning: ", t.AddScripted("empty.vpl", "Empty", ""), " Signature: ", "",
+                           ". (A version of this plugin is already loaded.)\n"};
+         },
+         {"Taravel"}},
+        {"AFatFolderLoadsOnlyItsPreferredModule",
+         [](BadModuleTest& t) {
+             t.AddScripted("fat/lin.vpl", "Plain", "t.plain");
+             return Loaded(t.AddScripted("fat/64/lin.vpl", "Sixty-four", "t.64"), "Sixty-four");
+         },
+         {"Taravel", "Sixty-four"}},
+        {"ABrokenPreferredModuleFallsBackSilently",
+         [](BadModuleTest& t) {
+             const std::string broken = t.Cut("fat/64/lin.vpl", 100);
+             return DlError(broken) + Loaded(t.AddScripted("fat/lin.vpl", "Plain", "t.p"), "Plain");
+         },
+         {"Taravel", "Plain"}},
+        {"AFatFolderWithoutModuleIsSilent",
+         [](BadModuleTest& t) {
+             t.root.MakeDir("Resources/plugins/empty/64");
+             return Writes{};
+         },
+         {"Taravel"}},
+        // A link that leads to itself fails as a file and is logged by the
+        // search for folders; links to the folder itself and its parent hold
+        // no module.
+        {"SymbolicLinkLoopsAreSkipped",
+         [](BadModuleTest& t) {
+             const std::string folder = t.root.MakeDir("Resources/plugins");
+             fs::create_symlink("self.vpl", folder + "/self.vpl");
+             fs::create_directory_symlink(".", folder + "/here");
+             fs::create_directory_symlink("..", folder + "/up");
+             return Loaded(t.AddScripted("ok.vpl", "Ok", "t.ok"), "Ok") +
+                    Writes{"Failed: ", folder + "/self.vpl", kNotLoadable,
+                           "name self.vpl, errno 40\n"};
+         },
+         {"Taravel", "Ok"}},
+        {"NamesAtTheFileSystemLimit",
+         [](BadModuleTest& t) {
+             // No room for a ".cfg" beside it: the plug-in keeps its defaults.
+             const std::string plain = t.InstallPlugin("scripted", std::string(251, 'p') + ".vpl");
+             const std::string fat = t.AddScripted(std::string(255, 'f') + "/64/lin.vpl", "Long", "t.l");
+             return Loaded(plain, "Scripted") + Loaded(fat, "Long");
+         },
+         {"Taravel", "Scripted", "Long"}, {},
+         [](BadModuleTest& t) {
+             const std::string fat = t.root.Join("Resources/plugins/" + std::string(255, 'f') +
+                                                 "/64/lin.vpl");
+             EXPECT_EQ(VORNFindPluginByPath(fat.c_str()), 2);
+             EXPECT_EQ(t.FilePathOf(2), fat.substr(0, 255));
+         }},
+        {"UnterminatedStartBuffersAreCutAtTheirLastByte",
+         [](BadModuleTest& t) {
+             return Loaded(t.InstallPlugin("unterminated", "careless.vpl"), std::string(255, 'N'));
+         },
+         {"Taravel", std::string(255, 'N')}, {},
+         [](BadModuleTest&) {
+             char signature[256], description[256];
+             VORNGetPluginInfo(1, nullptr, nullptr, signature, description);
+             EXPECT_EQ(std::string(signature), std::string(255, 'S'));
+             EXPECT_EQ(std::string(description), std::string(255, 'D'));
+             EXPECT_EQ(VORNFindPluginBySignature(signature), 1);
+         }},
+    };
 }
 
-TEST_F(MalformedFoldersTest, NamesAtTheFileSystemLimitLoad)
+TEST_P(BadModuleTest, Loads)
 {
-    const std::string plainName = std::string(251, 'p') + ".vpl";
-    const std::string folderName(255, 'f');
-    ASSERT_EQ(plainName.size(), 255u);
-    // No room for a ".cfg" beside it: the scripted plug-in keeps its defaults.
-    const std::string plain = InstallPlugin("scripted", plainName);
-    const std::string fat = AddScripted(folderName + "/64/lin.vpl", "Long fat", "t.long.fat");
+    const Layout& layout = GetParam();
+    const Writes expected =
+        Writes{"Fetching plugins for ", PluginsFolder(), "\n\n"} + layout.lay(*this);
     Start();
-    EXPECT_THAT(Names(), ElementsAre("Taravel", "Scripted", "Long fat"));
-    EXPECT_EQ(VORNFindPluginByPath(plain.c_str()), 1);
-    EXPECT_EQ(VORNFindPluginByPath(fat.c_str()), 2);
-    // Longer than the caller's 256 bytes: cut to 255 and terminated.
-    ASSERT_GT(fat.size(), 255u);
-    EXPECT_EQ(FilePathOf(2), fat.substr(0, 255));
-}
-
-TEST_F(MalformedFoldersTest, NamesThatAreNotUtf8AreKeptByteForByte)
-{
-    const std::string plain = AddScripted("\xff\xfe\x80.vpl", "Latin-1 \xe9t\xe9", "t.bytes");
-    const std::string fat = AddScripted("\xc3\x28 fat/lin.vpl", "Broken", "t.broken");
-    AddScripted("a.vpl", "A", "t.a");
-    Start();
-    // Byte order: 0xFF sorts after 'a'.
-    EXPECT_THAT(Names(), ElementsAre("Taravel", "A", "Latin-1 \xe9t\xe9", "Broken"));
-    EXPECT_EQ(VORNFindPluginByPath(plain.c_str()), 2);
-    EXPECT_EQ(VORNFindPluginByPath(fat.c_str()), 3);
-    EXPECT_EQ(FilePathOf(2), plain);
-}
-
-TEST_F(MalformedFoldersTest, SymbolicLinkLoopsAreSkipped)
-{
-    const std::string folder = root.MakeDir("Resources/plugins");
-    fs::create_symlink("self.vpl", folder + "/self.vpl");
-    fs::create_symlink("pong", folder + "/ping");
-    fs::create_symlink("ping", folder + "/pong");
-    fs::create_directory_symlink(".", folder + "/here");
-    fs::create_directory_symlink("..", folder + "/up");
-    const std::string ok = AddScripted("ok.vpl", "Ok", "t.ok");
-    Start();
-    EXPECT_THAT(Names(), ElementsAre("Taravel", "Ok"));
-    std::vector<std::string> writes = WritesAfterFetching();
-    ASSERT_GE(writes.size(), 8u);
-    // The search for plug-in folders then logs each loop it cannot follow, in
-    // the order the system lists them.
-    const std::vector<std::string> loops(writes.begin() + 8, writes.end());
-    writes.resize(8);
-    EXPECT_THAT(writes, ElementsAre("Loaded: ", ok, " (", "Ok", ").\n\n",  //
-                                    "Failed: ", folder + "/self.vpl", kNotLoadable));
-    EXPECT_THAT(loops, UnorderedElementsAre("name self.vpl, errno 40\n", "name ping, errno 40\n",
-                                            "name pong, errno 40\n"));
-}
-
-TEST_F(MalformedFoldersTest, AnUnreadableFatFolderIsPassedOverSilently)
-{
-    AddScripted("locked/lin.vpl", "Locked", "t.locked");
-    const std::string ok = AddScripted("ok.vpl", "Ok", "t.ok");
-    const std::string locked = PluginsFolder() + "/locked";
-    LOCK_OR_SKIP(locked);
-    Start();
-    chmod(locked.c_str(), 0755);
-    EXPECT_THAT(Names(), ElementsAre("Taravel", "Ok"));
-    EXPECT_THAT(WritesAfterFetching(), ElementsAre("Loaded: ", ok, " (", "Ok", ").\n\n"));
-}
-
-TEST_F(MalformedFoldersTest, AnUnreadablePluginsFolderLoadsNothing)
-{
-    AddScripted("ok.vpl", "Ok", "t.ok");
-    const std::string folder = PluginsFolder();
-    LOCK_OR_SKIP(folder);
-    Start();
-    chmod(folder.c_str(), 0755);
-    EXPECT_EQ(VORNCountPlugins(), 1);
-    EXPECT_TRUE(WritesAfterFetching().empty());
-}
-
-TEST_F(MalformedFoldersTest, TruncatedModulesAndOtherFilesFailOneByOne)
-{
-    // Cut inside its loadable segments (1024 bytes, half), a module would
-    // make the system loader fault while mapping it; the library must turn
-    // it away first, in the loader's words.
-    const uintmax_t full = fs::file_size(TestPluginPath("scripted"));
-    const std::string cutInside = AddTruncated("cut1024.vpl", 1024);
-    const std::string cutHalf = AddTruncated("cuthalf.vpl", full / 2);
-    std::vector<std::string> broken = {cutInside, cutHalf};
-    for (uintmax_t size : {0, 16, 64})
-        broken.push_back(AddTruncated("cut" + std::to_string(size) + ".vpl", size));
-    broken.push_back(root.WriteFile("Resources/plugins/text.vpl", "#!/bin/sh\necho hello\n"));
-    broken.push_back(root.MakeDir("Resources/plugins/folder.vpl"));
-    broken.push_back(root.CopyFile("/bin/true", "Resources/plugins/program.vpl"));
-    const std::string ok = AddScripted("zz.vpl", "Ok", "t.ok");
-    Start();
-    EXPECT_THAT(Names(), ElementsAre("Taravel", "Ok"));
-
-    // Each broken file: the loader's dlerror line in three writes, then the
-    // failure naming the file; the failures come in name order.
-    std::sort(broken.begin(), broken.end());
-    const std::vector<std::string> writes = WritesAfterFetching();
-    ASSERT_EQ(writes.size(), broken.size() * 6 + 5);
-    for (size_t i = 0; i < broken.size(); ++i) {
-        const auto at = writes.begin() + static_cast<long>(i * 6);
-        EXPECT_EQ(at[0], "dlerror:") << broken[i];
-        if (broken[i] == cutInside || broken[i] == cutHalf) {
-            EXPECT_EQ(at[1], broken[i] + ": file too short");
-        }
-        EXPECT_EQ(at[2], "\n") << broken[i];
-        EXPECT_THAT(std::vector<std::string>(at + 3, at + 6),
-                    ElementsAre("Failed: ", broken[i], kNotLoadable));
+    Frame(1.0f);
+    EXPECT_THAT(LibraryWrites(), ElementsAreArray(expected));
+    EXPECT_THAT(Names(), ElementsAreArray(layout.names));
+    if (!layout.pluginLines.empty()) {
+        EXPECT_THAT(PluginLines(), ElementsAreArray(layout.pluginLines));
     }
-    EXPECT_THAT(std::vector<std::string>(writes.end() - 5, writes.end()),
-                ElementsAre("Loaded: ", ok, " (", "Ok", ").\n\n"));
+    for (int id = 0; id < VORNCountPlugins(); ++id) {
+        VORNPluginInventory inventory{};
+        inventory.structSize = sizeof inventory;
+        ASSERT_EQ(VORNGetPluginInventory(id, &inventory), 1);
+        EXPECT_EQ(inventory.flightLoops, 0) << "plug-in " << id;
+        EXPECT_EQ(VORNIsPluginEnabled(id), 1) << "plug-in " << id;
+    }
+    if (layout.check)
+        layout.check(*this);
 }
 
-TEST_F(MalformedFoldersTest, ATruncatedPreferredModuleFallsBackToTheOtherOne)
-{
-    AddTruncated("fat/64/lin.vpl", 100);
-    const std::string second = AddScripted("fat/lin.vpl", "Second", "t.second");
-    Start();
-    EXPECT_THAT(Names(), ElementsAre("Taravel", "Second"));
-    const std::vector<std::string> writes = WritesAfterFetching();
-    ASSERT_EQ(writes.size(), 8u);
-    EXPECT_EQ(writes[0], "dlerror:");
-    EXPECT_EQ(writes[2], "\n");
-    EXPECT_THAT(std::vector<std::string>(writes.begin() + 3, writes.end()),
-                ElementsAre("Loaded: ", second, " (", "Second", ").\n\n"));
-}
-
-TEST_F(MalformedFoldersTest, UnterminatedStartBuffersAreCutAtTheirLastByte)
-{
-    const std::string path = InstallPlugin("unterminated", "careless.vpl");
-    Start();
-    ASSERT_EQ(VORNCountPlugins(), 2);
-    char name[256], signature[256], description[256];
-    VORNGetPluginInfo(1, name, nullptr, signature, description);
-    EXPECT_EQ(std::string(name), std::string(255, 'N'));
-    EXPECT_EQ(std::string(signature), std::string(255, 'S'));
-    EXPECT_EQ(std::string(description), std::string(255, 'D'));
-    EXPECT_EQ(VORNFindPluginBySignature(std::string(255, 'S').c_str()), 1);
-    EXPECT_THAT(WritesAfterFetching(),
-                ElementsAre("Loaded: ", path, " (", std::string(255, 'N'), ").\n\n"));
-}
+INSTANTIATE_TEST_SUITE_P(Layouts, BadModuleTest, ::testing::ValuesIn(BadModuleTest::Layouts()),
+                         [](const ::testing::TestParamInfo<Layout>& info) {
+                             return std::string(info.param.name);
+                         });
 
 }  // namespace

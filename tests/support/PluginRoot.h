@@ -1,20 +1,20 @@
-// PluginRoot.h - helpers to lay out a simulator root with real test plug-ins.
+// PluginRoot.h - the agent fixture plus helpers to lay out a simulator root
+// with copies of the scripted test plug-in.
 #ifndef VORN_TEST_PLUGIN_ROOT_H
 #define VORN_TEST_PLUGIN_ROOT_H
 
-#include "HostFixture.h"
+#include "AgentHost.h"
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
 namespace vorntest {
 
-class LoaderTest : public HostTest {
+class LoaderTest : public AgentHostTest {
 protected:
-    // Installs a copy of the scripted plug-in at relative (below the plug-ins
-    // folder unless absolute is given) with the given name and signature and
-    // extra "key=value" lines. Returns the module's full path.
+    // A copy of the scripted plug-in at relative (below the plug-ins folder)
+    // with the given name, signature and extra "key=value" lines. Returns the
+    // module's full path.
     std::string AddScripted(const std::string& relative, const std::string& name,
                             const std::string& signature, const std::string& extra = "")
     {
@@ -32,26 +32,9 @@ protected:
     }
 
     // The plug-ins' own "<name:what id=N>" lines, in order.
-    std::vector<std::string> PluginLines() const
-    {
-        std::vector<std::string> lines;
-        for (const std::string& write : host->debugWrites) {
-            if (!write.empty() && write[0] == '<')
-                lines.push_back(write);
-        }
-        return lines;
-    }
-
+    std::vector<std::string> PluginLines() const { return SplitWrites(true); }
     // The library's own log writes (everything that is not a plug-in line).
-    std::vector<std::string> LibraryWrites() const
-    {
-        std::vector<std::string> writes;
-        for (const std::string& write : host->debugWrites) {
-            if (write.empty() || write[0] != '<')
-                writes.push_back(write);
-        }
-        return writes;
-    }
+    std::vector<std::string> LibraryWrites() const { return SplitWrites(false); }
 
     std::string NameOf(int id)
     {
@@ -66,6 +49,17 @@ protected:
         for (int id = 0; id < VORNCountPlugins(); ++id)
             names.push_back(NameOf(id));
         return names;
+    }
+
+private:
+    std::vector<std::string> SplitWrites(bool pluginLines) const
+    {
+        std::vector<std::string> writes;
+        for (const std::string& write : host->debugWrites) {
+            if ((!write.empty() && write[0] == '<') == pluginLines)
+                writes.push_back(write);
+        }
+        return writes;
     }
 };
 

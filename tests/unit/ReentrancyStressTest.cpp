@@ -1,8 +1,8 @@
-// Plug-ins whose flight loops and draw callbacks randomly create, destroy,
-// schedule and unregister loops and draw callbacks (their own, others', and
-// the running one) in the middle of passes and nested dispatches. After
-// every pass the registries must hold exactly the records a simple model
-// says are alive, and nothing removed may ever be called again.
+// Flight loops and draw callbacks that randomly create, destroy, schedule and
+// unregister loops and draw callbacks (their own, others', the running one)
+// in the middle of passes and nested dispatches. After every pass the
+// registries hold exactly what a simple model says is alive, and nothing
+// removed is ever called again.
 
 #include "LibraryFixture.h"
 #include "VORNDisplayInternal.h"
@@ -26,8 +26,7 @@ struct Agent {
     int owner = 0;
     bool isLoop = true;
     VORNFlightLoopID handle = nullptr;
-    int phase = 0;       // draw phase
-    int before = 0;      // draw before flag
+    int phase = 0, before = 0;  // a draw callback's
     int createdInPass = -1;
     int calledInPass = -1;
     std::set<int> drawsRunningAtCreation;  // draw dispatches that must not reach it
@@ -130,35 +129,30 @@ protected:
         liveLoops.insert(agent.tag);
     }
 
+    // Another plug-in's loop is refused with an error.
     void DestroyLoop()
     {
-        Agent* agent = RandomLive(liveLoops);
-        if (agent == nullptr)
-            return;
-        VORNDestroyFlightLoop(agent->handle);
-        if (agent->owner == VORNGetDispatchedPlugin())
-            liveLoops.erase(agent->tag);
-        else
-            ++expectedErrors;
+        if (Agent* agent = RandomLive(liveLoops)) {
+            VORNDestroyFlightLoop(agent->handle);
+            agent->owner == VORNGetDispatchedPlugin() ? void(liveLoops.erase(agent->tag))
+                                                      : void(++expectedErrors);
+        }
     }
 
     void ScheduleLoop()
     {
-        Agent* agent = RandomLive(liveLoops);
-        if (agent == nullptr)
-            return;
-        VORNScheduleFlightLoop(agent->handle, RandomInterval(), Pick(2));
-        if (agent->owner != VORNGetDispatchedPlugin())
-            ++expectedErrors;
+        if (Agent* agent = RandomLive(liveLoops)) {
+            VORNScheduleFlightLoop(agent->handle, RandomInterval(), Pick(2));
+            expectedErrors += agent->owner != VORNGetDispatchedPlugin() ? 1 : 0;
+        }
     }
 
     void UnregisterLoop()
     {
-        Agent* agent = RandomLive(liveLoops);
-        if (agent == nullptr)
-            return;
-        VORNUnregisterFlightLoopCallback(LoopCallback, agent);
-        liveLoops.erase(agent->tag);
+        if (Agent* agent = RandomLive(liveLoops)) {
+            VORNUnregisterFlightLoopCallback(LoopCallback, agent);
+            liveLoops.erase(agent->tag);
+        }
     }
 
     void SetLoopInterval()
@@ -196,12 +190,11 @@ protected:
 
     void UnregisterDraw()
     {
-        Agent* agent = RandomLive(liveDraws);
-        if (agent == nullptr)
-            return;
-        EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 1);
-        EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 0);
-        liveDraws.erase(agent->tag);
+        if (Agent* agent = RandomLive(liveDraws)) {
+            EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 1);
+            EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 0);
+            liveDraws.erase(agent->tag);
+        }
     }
 
     void CleanUpPlugin()
@@ -251,19 +244,7 @@ protected:
         --depth;
     }
 
-    // The tags of a registry's linked records, reached through its first one.
-    template <typename T>
-    std::set<int> Linked(T* first)
-    {
-        std::set<int> tags;
-        for (T* r = first; r != nullptr; r = VORNResourceList<T>::Next(r)) {
-            EXPECT_FALSE(r->dead) << "a removed record is still linked after the pass";
-            tags.insert(static_cast<Agent*>(r->refcon)->tag);
-        }
-        return tags;
-    }
-
-    // The same for records that a registry lists through a query.
+    // The tags of a registry's linked records.
     template <typename T>
     std::set<int> Linked(const std::vector<const T*>& records)
     {
@@ -273,6 +254,15 @@ protected:
             tags.insert(static_cast<Agent*>(r->refcon)->tag);
         }
         return tags;
+    }
+
+    template <typename T>
+    std::set<int> Linked(T* first)
+    {
+        std::vector<const T*> records;
+        for (T* r = first; r != nullptr; r = VORNResourceList<T>::Next(r))
+            records.push_back(r);
+        return Linked(records);
     }
 
     // Every live draw callback of a phase is called exactly once.
@@ -301,17 +291,11 @@ protected:
 
     std::mt19937 rng{12345};
     std::vector<std::unique_ptr<Agent>> agents;  // never shrinks: stable refcons
-    std::set<int> liveLoops;
-    std::set<int> liveDraws;
-    std::set<int> drawnQuietly;
-    int pass = 0;
-    int depth = 0;
+    std::set<int> liveLoops, liveDraws, drawnQuietly;
     std::vector<int> runningDraws;
-    int drawSerial = 0;
-    bool quiet = false;
-    bool inPass = false;
-    size_t loopCalls = 0;
-    size_t expectedErrors = 0;
+    int pass = 0, depth = 0, drawSerial = 0;
+    bool quiet = false, inPass = false;
+    size_t loopCalls = 0, expectedErrors = 0;
 };
 
 ReentrancyStressTest* ReentrancyStressTest::self = nullptr;

@@ -1,12 +1,11 @@
-// The plug-in registry and dispatch: the guard, identity queries, error
-// reporting and plug-in-tagged warnings.
+// The registry's internals that the exported API cannot reach: the dispatch
+// guard, the queries on behalf of ids no plug-in can hold, and deliveries
+// (work finished later, handed to its plug-in when it can take it).
 
 #include "LibraryFixture.h"
-#include "VORN/VORNPlugin.h"
 
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <stdexcept>
 
 using namespace vorntest;
@@ -17,279 +16,137 @@ namespace {
 
 using RegistryTest = LibraryTest;
 
-// ---- StDispatchCallback ----------------------------------------------------------
-
-TEST_F(RegistryTest, GuardIsValidForTheHostWhileTheRegistryIsEmpty)
+TEST_F(RegistryTest, OnlyEnabledRecordsInRangeAreCallableAndTheGuardRestoresTheCaller)
 {
-    StDispatchCallback guard(0);
-    EXPECT_TRUE(guard.valid);
-}
-
-TEST_F(RegistryTest, GuardIsInvalidForAnyOtherIdWhileTheRegistryIsEmpty)
-{
-    StDispatchCallback guard(1);
-    EXPECT_FALSE(guard.valid);
-    EXPECT_EQ(gDispatchedPlugin, 1) << "the id is set even when not valid";
-}
-
-TEST_F(RegistryTest, GuardIsValidOnlyForEnabledRecordsInRange)
-{
-    VORNRegisterHostPlugin();
-    const int on = AddPlugin("On", "test.on", true);
-    const int off = AddPlugin("Off", "test.off", false);
-    EXPECT_TRUE(StDispatchCallback(0).valid);
-    EXPECT_TRUE(StDispatchCallback(on).valid);
-    EXPECT_FALSE(StDispatchCallback(off).valid);
-    EXPECT_FALSE(StDispatchCallback(3).valid);
-    EXPECT_FALSE(StDispatchCallback(-1).valid);
-}
-
-TEST_F(RegistryTest, GuardRestoresThePreviousIdWhenNested)
-{
-    VORNRegisterHostPlugin();
-    const int a = AddPlugin("A", "test.a");
-    const int b = AddPlugin("B", "test.b");
-    gDispatchedPlugin = 0;
+    EXPECT_TRUE(StDispatchCallback(0).valid) << "the host, before any record exists";
     {
-        StDispatchCallback outer(a);
-        EXPECT_EQ(VORNGetMyID(), a);
-        {
-            StDispatchCallback inner(b);
-            EXPECT_EQ(VORNGetMyID(), b);
-        }
-        EXPECT_EQ(VORNGetMyID(), a);
+        StDispatchCallback guard(1);
+        EXPECT_FALSE(guard.valid);
+        EXPECT_EQ(gDispatchedPlugin, 1) << "set even when not valid";
     }
-    EXPECT_EQ(VORNGetMyID(), 0);
-}
-
-TEST_F(RegistryTest, GuardRestoresThePreviousIdWhenAnExceptionPasses)
-{
     VORNRegisterHostPlugin();
-    const int a = AddPlugin("A", "test.a");
+    const int on = AddPlugin("On", "t.on"), off = AddPlugin("Off", "t.off", false);
+    for (auto [id, callable] : {std::pair{0, true}, {on, true}, {off, false}, {3, false}, {-1, false}})
+        EXPECT_EQ(StDispatchCallback(id).valid, callable) << "id " << id;
     gDispatchedPlugin = -1;
     try {
-        StDispatchCallback guard(a);
+        StDispatchCallback guard(on);
         throw std::runtime_error("plug-in failure");
     } catch (const std::runtime_error&) {
     }
     EXPECT_EQ(gDispatchedPlugin, -1);
 }
 
-TEST_F(RegistryTest, SetAndGetDispatchedPluginAreUnchecked)
-{
-    VORNSetDispatchedPlugin(42);
-    EXPECT_EQ(VORNGetDispatchedPlugin(), 42);
-    EXPECT_EQ(VORNGetMyID(), 42);
-}
-
-// ---- identity -------------------------------------------------------------------
-
-TEST_F(RegistryTest, HostRecordIsIdZeroWithItsFixedIdentity)
-{
-    EXPECT_EQ(VORNRegisterHostPlugin(), 0);
-    EXPECT_EQ(VORNCountPlugins(), 1);
-    EXPECT_EQ(VORNFindPluginBySignature("corvane.taravel.taravel"), 0);
-    EXPECT_EQ(VORNIsPluginEnabled(0), 1);
-    char name[256], path[256], signature[256], description[256];
-    VORNGetPluginInfo(0, name, path, signature, description);
-    EXPECT_STREQ(name, "Taravel");
-    EXPECT_STREQ(path, "");
-    EXPECT_STREQ(signature, "corvane.taravel.taravel");
-    EXPECT_STREQ(description, "Taravel flight simulator");
-    EXPECT_EQ(Record(0).receive, host->table.HostReceiveMessage);
-}
-
-TEST_F(RegistryTest, MyIdIsZeroOutsideAnyCallback)
-{
-    EXPECT_EQ(VORNGetMyID(), 0);
-}
-
-TEST_F(RegistryTest, NthPluginIsTheIndexItselfUnchecked)
-{
-    EXPECT_EQ(VORNGetNthPlugin(7), 7);
-    EXPECT_EQ(VORNGetNthPlugin(-3), -3);
-}
-
-TEST_F(RegistryTest, IsPluginEnabledIsZeroOutOfRange)
+TEST_F(RegistryTest, QueriesForIdsNoPluginHolds)
 {
     VORNRegisterHostPlugin();
-    AddPlugin("Off", "test.off", false);
-    EXPECT_EQ(VORNIsPluginEnabled(1), 0);
-    EXPECT_EQ(VORNIsPluginEnabled(2), 0);
-    EXPECT_EQ(VORNIsPluginEnabled(-1), 0);
-}
-
-TEST_F(RegistryTest, SignatureSearchIsExactAndFindsTheLowestId)
-{
-    VORNRegisterHostPlugin();
-    AddPlugin("A", "test.same");
-    AddPlugin("B", "test.same");
-    EXPECT_EQ(VORNFindPluginBySignature("test.same"), 1);
-    EXPECT_EQ(VORNFindPluginBySignature("TEST.SAME"), -1);
-    EXPECT_EQ(VORNFindPluginBySignature("test.sam"), -1);
-    EXPECT_EQ(VORNFindPluginBySignature(nullptr), -1);
-}
-
-TEST_F(RegistryTest, PathSearchIsExact)
-{
-    VORNRegisterHostPlugin();
-    AddPlugin("A", "test.a", true, "/sim/Resources/plugins/a.vpl");
-    EXPECT_EQ(VORNFindPluginByPath("/sim/Resources/plugins/a.vpl"), 1);
-    EXPECT_EQ(VORNFindPluginByPath("/sim/Resources/plugins/A.vpl"), -1);
-    EXPECT_EQ(VORNFindPluginByPath(nullptr), -1);
-    EXPECT_EQ(VORNFindPluginByPath(""), 0) << "the host's path is empty";
-}
-
-TEST_F(RegistryTest, PluginInfoTruncatesTo256BytesAndSkipsNullBuffers)
-{
-    VORNRegisterHostPlugin();
-    const int id = AddPlugin(std::string(300, 'n'), "test.long");
-    char name[300];
-    std::memset(name, 'x', sizeof name);
-    VORNGetPluginInfo(id, name, nullptr, nullptr, nullptr);
-    EXPECT_EQ(std::strlen(name), 255u);
-    EXPECT_EQ(name[256], 'x');
-}
-
-TEST_F(RegistryTest, PluginInfoOfAnUnknownIdWritesNothing)
-{
-    VORNRegisterHostPlugin();
-    char name[256] = "untouched";
-    VORNGetPluginInfo(5, name, nullptr, nullptr, nullptr);
-    EXPECT_STREQ(name, "untouched");
-}
-
-TEST_F(RegistryTest, DebugNameFollowsItsFixedOrder)
-{
-    VORNRegisterHostPlugin();
-    AddPlugin("Alpha", "test.alpha");
-    const std::pair<int, const char*> cases[] = {
-        {-1, "[NO_PLUGIN_ID]"},       {0, "[VORN_PLUGIN_TARAVEL]"}, {-2, "[Bad plugin ID low]"},
-        {2, "[Bad plugin ID high]"}, {1, "Alpha"},
-    };
-    for (const auto& [id, expected] : cases) {
+    const int a = AddPlugin("Alpha", "t.same");
+    AddPlugin("Beta", "t.same");
+    EXPECT_EQ(VORNFindPluginBySignature("t.same"), 1) << "the lowest id";
+    for (auto [id, name] : {std::pair{-1, "[NO_PLUGIN_ID]"}, {0, "[VORN_PLUGIN_TARAVEL]"},
+                            {-2, "[Bad plugin ID low]"}, {3, "[Bad plugin ID high]"}, {a, "Alpha"}}) {
         gDispatchedPlugin = id;
-        EXPECT_STREQ(VORNDebugGetCurrentPluginName(), expected) << "id " << id;
-        EXPECT_STREQ(DebugCurrentPluginName(), expected) << "id " << id;
+        EXPECT_STREQ(VORNDebugGetCurrentPluginName(), name) << "id " << id;
+        EXPECT_TRUE(VORNNeedPathConvert()) << "id " << id;
+        EXPECT_EQ(VORNHasError(), 0) << "id " << id;
     }
-}
-
-// ---- errors -------------------------------------------------------------------
-
-TEST_F(RegistryTest, ErrorCallbackIsStoredForTheDispatchedPlugin)
-{
-    VORNRegisterHostPlugin();
-    const int a = AddPlugin("A", "test.a");
-    {
-        StDispatchCallback guard(a);
-        VORNSetErrorCallback(RecordError);
-        EXPECT_EQ(VORNHasError(), 1);
-        VORNSendError("bad thing");
-    }
-    EXPECT_EQ(Record(a).errorCallback, RecordError);
-    EXPECT_EQ(Record(0).errorCallback, nullptr);
-    EXPECT_THAT(gErrors, ElementsAre("bad thing"));
-}
-
-TEST_F(RegistryTest, ErrorCallbackIsIgnoredWithoutAValidCaller)
-{
-    gDispatchedPlugin = 0;
-    VORNSetErrorCallback(RecordError);  // empty registry: no record for the host yet
-    VORNRegisterHostPlugin();
-    EXPECT_EQ(Record(0).errorCallback, nullptr);
-    gDispatchedPlugin = -1;
-    VORNSetErrorCallback(RecordError);
-    gDispatchedPlugin = 9;
-    VORNSetErrorCallback(RecordError);
-    EXPECT_EQ(Record(0).errorCallback, nullptr);
-}
-
-TEST_F(RegistryTest, ErrorsOfAPluginWithoutCallbackAreDropped)
-{
-    VORNRegisterHostPlugin();
-    const int a = AddPlugin("A", "test.a");
-    const int b = AddPlugin("B", "test.b");
-    {
-        StDispatchCallback guard(a);
-        VORNSetErrorCallback(RecordError);
-    }
-    StDispatchCallback guard(b);
-    EXPECT_EQ(VORNHasError(), 0);
-    VORNSendError("dropped");
-    EXPECT_THAT(gErrors, IsEmpty());
-}
-
-TEST_F(RegistryTest, HasErrorIsZeroOutOfRange)
-{
-    gDispatchedPlugin = -1;
-    EXPECT_EQ(VORNHasError(), 0);
-    VORNSendError("nobody");  // must not crash
-    EXPECT_THAT(gErrors, IsEmpty());
-}
-
-void ThrowingErrorCallback(const char*)
-{
-    throw std::runtime_error("error callback threw");
-}
-
-TEST_F(RegistryTest, AnErrorCallbackThatThrowsDoesNotEscape)
-{
-    VORNRegisterHostPlugin();
-    const int a = AddPlugin("A", "test.a");
-    StDispatchCallback guard(a);
-    VORNSetErrorCallback(ThrowingErrorCallback);
-    EXPECT_NO_THROW(VORNSendError("boom"));
-}
-
-TEST_F(RegistryTest, WarningNamesThePluginInFiveWrites)
-{
-    VORNRegisterHostPlugin();
-    const int a = AddPlugin("Alpha", "test.alpha");
-    StDispatchCallback guard(a);
-    VORNLogPluginWarning("careful");
-    EXPECT_THAT(host->debugWrites, ElementsAre("[", "Alpha", "]: ", "careful", "\n"));
-}
-
-TEST_F(RegistryTest, WarningOnTheHostsBehalfUsesItsRecordName)
-{
-    VORNRegisterHostPlugin();
-    VORNLogPluginWarning("host side");
-    EXPECT_THAT(host->debugWrites, ElementsAre("[", "Taravel", "]: ", "host side", "\n"));
-}
-
-TEST_F(RegistryTest, WarningWithoutAValidCallerIsUnknown)
-{
-    gDispatchedPlugin = 3;
-    VORNLogPluginWarning("who");
-    EXPECT_THAT(host->debugWrites, ElementsAre("[unknown]: ", "who", "\n"));
-}
-
-// ---- path form -------------------------------------------------------------------
-
-TEST_F(RegistryTest, PathConversionIsNeededUnlessTheCallerUsesNativePaths)
-{
-    VORNRegisterHostPlugin();
-    const int a = AddPlugin("A", "test.a");
-    gDispatchedPlugin = a;
-    EXPECT_TRUE(VORNNeedPathConvert());
     Record(a).features[kFeatureNativePaths] = 2;
-    EXPECT_FALSE(VORNNeedPathConvert());
-    gDispatchedPlugin = -1;
-    EXPECT_TRUE(VORNNeedPathConvert());
-    gDispatchedPlugin = 5;
-    EXPECT_TRUE(VORNNeedPathConvert());
+    Record(a).features[kFeatureWantsReflections] = 3;
+    gDispatchedPlugin = a;
+    EXPECT_FALSE(VORNNeedPathConvert()) << "the caller uses native paths";
+    EXPECT_EQ(VORNHasFeatureInternal(a, kFeatureWantsReflections), 3);
+    for (auto [id, feature] : {std::pair{2, 0}, {17, 0}, {a, 2}, {a, -1}})
+        EXPECT_EQ(VORNHasFeatureInternal(id, feature), 0) << id << " " << feature;
+    // Records stay where they are as the registry grows (deliveries point at them).
+    PluginRecord* before = &Record(a);
+    for (int i = 0; i < 100; ++i)
+        AddPlugin("P" + std::to_string(i), "t.p" + std::to_string(i));
+    EXPECT_EQ(&Record(a), before);
 }
 
-TEST_F(RegistryTest, RecordsKeepTheirAddressesWhenTheRegistryGrows)
+std::vector<std::string> gDelivered;
+
+class TestDelivery final : public VORNDelivery {
+public:
+    TestDelivery(std::string tag, int owner) : mTag(std::move(tag)) { mPlugin = owner; }
+    void DeliverToPlugin(bool pluginGone) override
+    {
+        gDelivered.push_back(mTag + (pluginGone ? ":gone" : ":to " + std::to_string(VORNGetMyID())));
+    }
+
+private:
+    std::string mTag;
+};
+
+class DeliveryTest : public LibraryTest {
+protected:
+    void SetUp() override
+    {
+        LibraryTest::SetUp();
+        gDelivered.clear();
+        VORNRegisterHostPlugin();
+        a = AddPlugin("A", "t.a");
+        b = AddPlugin("B", "t.b");
+    }
+    int a = -1, b = -1;
+};
+
+TEST_F(DeliveryTest, QueuedWorkReachesItsOwnerAsTheOwnerOrWaitsWhileItIsDisabled)
 {
-    VORNRegisterHostPlugin();
-    const int a = AddPlugin("A", "test.a");
-    PluginRecord* before = &Record(a);
-    VORNDeliveryHead* pendingHead = &before->pending;
-    for (int i = 0; i < 100; ++i)
-        AddPlugin("P" + std::to_string(i), "test.p" + std::to_string(i));
-    EXPECT_EQ(&Record(a), before);
-    EXPECT_EQ(&Record(a).pending, pendingHead);
+    TestDelivery one("one", a), two("two", a), three("three", a);
+    VORNQueueDelivery(&one);
+    VORNQueueDelivery(&two);
+    EXPECT_EQ(Record(a).inFlight.mNext, &two);
+    EXPECT_EQ(two.mNext, &one);
+    EXPECT_EQ(one.mPrev, &two);
+    EXPECT_EQ(two.mPrev, &Record(a).inFlight);
+    gDispatchedPlugin = b;
+    VORNSendDelivery(&one);
+    EXPECT_THAT(gDelivered, ElementsAre("one:to 1"));
+    EXPECT_EQ(gDispatchedPlugin, b);
+
+    Record(a).enabled = false;
+    VORNSendDelivery(&two);
+    VORNSendDelivery(&three);
+    EXPECT_TRUE(Record(a).inFlight.IsEmpty());
+    EXPECT_THAT(gDelivered, ElementsAre("one:to 1"));
+    EXPECT_EQ(VORNEnablePlugin(a), 1);
+    EXPECT_THAT(gDelivered, ElementsAre("one:to 1", "three:to 1", "two:to 1")) << "newest first";
+    EXPECT_TRUE(Record(a).pending.IsEmpty());
+
+    // An enabled plug-in with results still waiting gets them too.
+    Record(a).enabled = false;
+    VORNSendDelivery(&one);
+    Record(a).enabled = true;
+    EXPECT_EQ(VORNEnablePlugin(a), 1);
+    EXPECT_EQ(gDelivered.back(), "one:to 1");
+
+    gDispatchedPlugin = a;
+    VORNSetErrorCallback(RecordError);
+    TestDelivery stray("stray", 9);
+    VORNQueueDelivery(&stray);
+    EXPECT_THAT(gErrors, ElementsAre("Internal error: async queue pending but the plugin ID is invalid."));
+    EXPECT_EQ(stray.mPrev, nullptr);
+}
+
+TEST_F(DeliveryTest, UnloadOrphansWorkInFlightAndReleasesWaitingResults)
+{
+    TestDelivery running("running", a), waiting("waiting", a);
+    VORNQueueDelivery(&running);
+    VORNQueueDelivery(&waiting);
+    Record(a).enabled = false;
+    VORNSendDelivery(&waiting);
+    UnloadOnePlugin(a);
+    EXPECT_THAT(gDelivered, ElementsAre("waiting:gone"));
+    EXPECT_EQ(running.mPlugin, -1);
+    EXPECT_EQ(VORNOrphanedDeliveries().mNext, &running);
+    EXPECT_EQ(running.mPrev, &VORNOrphanedDeliveries());
+    VORNSendDelivery(&running);
+    EXPECT_THAT(gDelivered, ElementsAre("waiting:gone", "running:gone"));
+    EXPECT_TRUE(VORNOrphanedDeliveries().IsEmpty());
+    UnloadOnePlugin(a);
+    UnloadOnePlugin(42);
+    EXPECT_THAT(gDelivered, ElementsAre("waiting:gone", "running:gone"));
 }
 
 }  // namespace
