@@ -284,12 +284,23 @@ const std::vector<Site>& Sites()
              t.As(t.alpha, [&] { VORNRegisterDrawCallback(DrawThrough, 0, 1, &failing); });
              const std::string alone = S(VORNDoDrawingHook(1, 0));
              t.As(t.beta, [&] { VORNRegisterDrawCallback(DrawThrough, 0, 1, &fine); });
-             return Cat({alone, S(VORNDoDrawingHook(1, 0))}); },  // a working callback still keeps the host out
-         "10 | seen: draw@1 other@2 draw@1 | log: threw(alpha) threw(alpha) "},
+             const std::string behind = S(VORNDoDrawingHook(1, 0));  // a working callback still keeps the host out
+             t.As(t.alpha, [&] {  // registered again, now the newest: the walk goes on past it
+                 VORNUnregisterDrawCallback(DrawThrough, 0, 1, &failing);
+                 VORNRegisterDrawCallback(DrawThrough, 0, 1, &failing); });
+             return Cat({alone, behind, S(VORNDoDrawingHook(1, 0))}); },
+         "100 | seen: draw@1 other@2 draw@1 draw@1 other@2 | log: threw(alpha) threw(alpha) threw(alpha) "},
         {"KeySniffer_CountsAs1_TheKeyGoesOn", [](Misbehaving& t) {
-             static Act failing{"sniff", true};
+             static Act failing{"sniff", true}, fine{"other"};
              t.As(t.alpha, [&] { VORNRegisterKeySniffer(SniffThrough, 1, &failing); });
-             return S(VORNKeyPressHook('k', 0, 'K', 0)); }, "1 | seen: sniff@1 | log: threw(alpha) "},
+             const std::string alone = S(VORNKeyPressHook('k', 0, 'K', 0));
+             t.As(t.beta, [&] { VORNRegisterKeySniffer(SniffThrough, 1, &fine); });  // newer: first, consumes
+             const std::string behind = S(VORNKeyPressHook('k', 0, 'K', 0));
+             t.As(t.alpha, [&] {  // registered again, now the newest: the key goes on past it
+                 VORNUnregisterKeySniffer(SniffThrough, 1, &failing);
+                 VORNRegisterKeySniffer(SniffThrough, 1, &failing); });
+             return Cat({alone, behind, S(VORNKeyPressHook('k', 0, 'K', 0))}); },
+         "100 | seen: sniff@1 other@2 sniff@1 other@2 | log: threw(alpha) threw(alpha) "},
         {"WindowDraw_TheWindowsInFrontAreStillDrawn", [](Misbehaving& t) {
              static Act back{"back", true}, front{"front"}; t.Window(t.alpha, back); t.Window(t.beta, front);
              return S(VORNDoDrawingHook(20, 0)); }, "1 | seen: back@1 front@2 | log: threw(alpha) "},
