@@ -101,26 +101,17 @@ protected:
 
 // ---- ownership and the line ----
 
-TEST_F(PlanesTest, ReleaseHandsTheAircraftToTheFirstPluginWaitingWithACallback)
+TEST_F(PlanesTest, ReleaseHandsTheAircraftToTheFirstWaiterWithACallbackAndTheRestQueueAgain)
 {
     EXPECT_EQ(AcquireAs(a), 1);
     EXPECT_EQ(AcquireAs(b, nullptr, Acquire), 0);
     EXPECT_EQ(AcquireAs(c), 0);
-    ASSERT_EQ(VORNPlaneQueue().size(), 1u);
+    ASSERT_EQ(VORNPlaneQueue().size(), 1u) << "only a waiter with a callback is queued";
     EXPECT_EQ(VORNPlaneQueue()[0].plugin, b);
-    As(a, [] { VORNReleasePlanes(); });
-    EXPECT_THAT(gCalls, ElementsAre("2 acquires 1"));
-    EXPECT_EQ(VORNPlanesOwner(), b);
-    EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
-}
-
-TEST_F(PlanesTest, LaterWaitersQueueAgainThroughTheirOwnCalls)
-{
-    AcquireAs(a);
-    AcquireAs(b, nullptr, Acquire);
     AcquireAs(c, nullptr, Acquire);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gCalls, ElementsAre("2 acquires 1", "3 acquires 0"));
+    EXPECT_EQ(VORNPlanesOwner(), b);
     ASSERT_EQ(VORNPlaneQueue().size(), 1u);
     EXPECT_EQ(VORNPlaneQueue()[0].plugin, c);
 }
@@ -147,37 +138,16 @@ TEST_F(PlanesTest, AcquiringAgainAnswersOneAndIgnoresTheNewPaths)
     EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
 }
 
-TEST_F(PlanesTest, ANonOwnerCannotReleaseOrSetAnything)
-{
-    AcquireAs(a);
-    host->ClearRecord();
-    As(b, [] {
-        VORNReleasePlanes();
-        VORNSetActiveAircraftCount(3);
-        VORNSetAircraftModel(1, "x.acf");
-        VORNDrawAircraft(1, 0, 0, 0, 0, 0, 0, 1, nullptr);
-        VORNReinitUsersPlane();
-    });
-    EXPECT_EQ(VORNPlanesOwner(), a);
-    EXPECT_EQ(VORNPlaneLimit(), -1);
-    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty());
-    EXPECT_THAT(host->calls, IsEmpty());
-}
-
-TEST_F(PlanesTest, ReleasingGivesTheHostBackEveryPlaneButTheUsers)
-{
-    VORNHandleGetNumberPlanesToHandle(20, 0);
-    AcquireAs(a);
-    As(a, [] { VORNReleasePlanes(); });
-    EXPECT_THAT(gAiWrites, ElementsAreArray(ZeroWrites(1, 19)));
-}
-
-TEST_F(PlanesTest, WithFewerThanTwoPlanesNothingIsGivenBack)
+TEST_F(PlanesTest, ReleasingGivesTheHostBackEveryPlaneButTheUsersWhenThereAreTwoOrMore)
 {
     VORNHandleGetNumberPlanesToHandle(1, 0);
     AcquireAs(a);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gAiWrites, IsEmpty());
+    VORNHandleGetNumberPlanesToHandle(20, 0);
+    AcquireAs(a);
+    As(a, [] { VORNReleasePlanes(); });
+    EXPECT_THAT(gAiWrites, ElementsAreArray(ZeroWrites(1, 19)));
 }
 
 TEST_F(PlanesTest, RequestsOfDisabledPluginsAreDropped)
@@ -206,30 +176,21 @@ TEST_F(PlanesTest, TheOwnersLimitAnswersTheHostsCountUnlessTheHostInsists)
     EXPECT_EQ(VORNPlaneMaximum(), 3);
 }
 
-TEST_F(PlanesTest, AModelChosenBeforeTheHostsCountIsHandedOverWhenTheHostAsks)
+TEST_F(PlanesTest, AModelChosenBeforeTheHostsCountIsHandedOverWhenTheHostAsksButNeverTheUsers)
 {
-    AcquireAs(a);
+    char p0[] = "user.acf";
+    char* paths[] = {p0, nullptr};
+    AcquireAs(a, paths);
     As(a, [] { VORNSetAircraftModel(3, "/sim/Aircraft/Jet/jet.acf"); });
     EXPECT_EQ(host->CountCalls("SetAircraftModel"), 0u);
-    EXPECT_THAT(VORNRequestedPlanes(), ElementsAre("", "", "", "/sim/Aircraft/Jet/jet.acf"));
+    EXPECT_THAT(VORNRequestedPlanes(), ElementsAre("user.acf", "", "", "/sim/Aircraft/Jet/jet.acf"));
     char name[256] = "name", path[256] = "host's own";
     VORNUpdatePlaneNameAndPath(3, name, path);
     EXPECT_STREQ(path, "/sim/Aircraft/Jet/jet.acf");
     EXPECT_STREQ(name, "name");
     std::strcpy(path, "host's own");
-    VORNUpdatePlaneNameAndPath(2, name, path);
-    VORNUpdatePlaneNameAndPath(4, name, path);
-    VORNUpdatePlaneNameAndPath(-1, name, path);
-    EXPECT_STREQ(path, "host's own");
-}
-
-TEST_F(PlanesTest, TheUsersAircraftIsNeverTakenFromTheOwnersList)
-{
-    char p0[] = "user.acf";
-    char* paths[] = {p0, nullptr};
-    AcquireAs(a, paths);
-    char path[256] = "host's own";
-    VORNHandleUpdatePlaneNameAndPath(0, nullptr, path);
+    for (int index : {0, 2, 4, -1})
+        VORNHandleUpdatePlaneNameAndPath(index, name, path);
     EXPECT_STREQ(path, "host's own");
 }
 
@@ -258,18 +219,6 @@ TEST_F(PlanesTest, TheHostGetsTheModelPathTwice)
     As(a, [] { VORNSetAircraftModel(2, "two.acf"); });
     EXPECT_THAT(host->CallsNamed("SetAircraftModel"),
                 ElementsAre("SetAircraftModel(2, \"two.acf\", \"two.acf\")"));
-}
-
-TEST_F(PlanesTest, ANegativePlaneIndexOrNullPathIsRejected)
-{
-    VORNHandleGetNumberPlanesToHandle(20, 0);
-    AcquireAs(a);
-    As(a, [] {
-        VORNSetAircraftModel(-1, "x.acf");
-        VORNSetAircraftModel(1, nullptr);
-    });
-    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty());
-    EXPECT_EQ(host->CountCalls("SetAircraftModel"), 0u);
 }
 
 TEST_F(PlanesTest, ALongPathReachesTheHostWholeAndOneBeyondItsBufferNotAtAll)
@@ -350,16 +299,18 @@ TEST_F(PlanesTest, TheNthModelComesBackInTheCallersBufferOrder)
     EXPECT_EQ(host->CountCalls("GetNthAircraftModel"), 1u);
 }
 
-TEST_F(PlanesTest, TheUsersAircraftFileNameIsWhatFollowsTheLastSeparator)
+TEST_F(PlanesTest, TheUsersAircraftAndAirportGoStraightToTheHost)
 {
     VORNSetUsersAircraft("/sim/Aircraft/Jet/jet.acf");
-    VORNSetUsersAircraft("abcde");  // none: the first character is lost
+    VORNSetUsersAircraft("abcde");  // no separator: the first character is lost
     VORNSetUsersAircraft("");
     VORNSetUsersAircraft(nullptr);
     EXPECT_THAT(host->CallsNamed("SetAircraftModel"),
                 ElementsAre("SetAircraftModel(0, \"/sim/Aircraft/Jet/jet.acf\", \"jet.acf\")",
                             "SetAircraftModel(0, \"abcde\", \"bcde\")",
                             "SetAircraftModel(0, \"\", \"\")"));
+    VORNPlaceUserAtAirport("KXYZ");
+    EXPECT_THAT(host->CallsNamed("PlaceUserAtAirport"), ElementsAre("PlaceUserAtAirport(\"KXYZ\")"));
 }
 
 TEST_F(PlanesTest, ReinitNeedsTheOwnerAndAFullHostTable)
@@ -369,12 +320,6 @@ TEST_F(PlanesTest, ReinitNeedsTheOwnerAndAFullHostTable)
     host->table.tableSize = VORN_HOST_HOOKS_SIZE - 8;
     As(a, [] { VORNReinitUsersPlane(); });
     EXPECT_THAT(host->CallsNamed("ReinitUsersPlane"), ElementsAre("ReinitUsersPlane(208, 201)"));
-}
-
-TEST_F(PlanesTest, PlacingTheUserGoesStraightToTheHost)
-{
-    VORNPlaceUserAtAirport("KXYZ");
-    EXPECT_THAT(host->CallsNamed("PlaceUserAtAirport"), ElementsAre("PlaceUserAtAirport(\"KXYZ\")"));
 }
 
 // ---- disable and unload ----
@@ -390,7 +335,7 @@ TEST_F(PlanesTest, DisablingTheOwnerReleasesTheAircraftToTheNextInLine)
     EXPECT_EQ(VORNPlanesOwner(), b);
 }
 
-TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsAndKeepsTheOthersInOrder)
+TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsButAnOwnerNotDisabledKeepsTheAircraft)
 {
     AcquireAs(a);
     AcquireAs(b, nullptr, NoteOnly);
@@ -400,11 +345,6 @@ TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsAndKeepsTheOthersInOrder)
     UnloadOnePlugin(b);
     ASSERT_EQ(VORNPlaneQueue().size(), 1u);
     EXPECT_EQ(VORNPlaneQueue()[0].plugin, c);
-}
-
-TEST_F(PlanesTest, AnOwnerUnloadedWithoutBeingDisabledKeepsTheAircraft)
-{
-    AcquireAs(a);
     UnloadOnePlugin(a);
     EXPECT_EQ(VORNPlanesOwner(), a);
 }
