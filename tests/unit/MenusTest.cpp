@@ -263,7 +263,7 @@ TEST_F(MenusTest, HandlerMayDestroyItsOwnMenuAndCreateOthersDuringAPick)
 
 // ---- clearing and destroying ----------------------------------------------------------------
 
-TEST_F(MenusTest, ClearAllRemovesOnlyTheCallersItemsAtTheirCurrentPositions)
+TEST_F(MenusTest, ClearAllRemovesTheCallersItemsFromItsOwnMenusAndFromPlugins)
 {
     VORNMenuID menu = Create(a, "A menu");
     Append(a, menu, "a0");
@@ -271,25 +271,17 @@ TEST_F(MenusTest, ClearAllRemovesOnlyTheCallersItemsAtTheirCurrentPositions)
     Append(a, menu, "a1");
     Append(a, menu, "a2");
     Append(b, menu, "b1");
-    host->ClearRecord();
-    As(a, [&] { VORNClearAllMenuItems(menu); });
-    EXPECT_THAT(host->CallsNamed("RemoveMenuItem"),
-                ElementsAre("RemoveMenuItem(1001, 0)", "RemoveMenuItem(1001, 1)",
-                            "RemoveMenuItem(1001, 1)"));
-    EXPECT_EQ(static_cast<VORNMenuInfo_t*>(menu)->items.size(), 2u);
-}
-
-TEST_F(MenusTest, ClearAllOfAForeignMenuDoesNothingButPluginsIsShared)
-{
-    VORNMenuID menu = Create(a, "A menu");
-    Append(b, menu, "b0");
     Append(b, plugins, "b in Plugins");
     host->ClearRecord();
     As(b, [&] { VORNClearAllMenuItems(menu); });
-    EXPECT_THAT(host->calls, IsEmpty());
+    EXPECT_THAT(host->calls, IsEmpty()) << "nothing in another plug-in's menu";
+    As(a, [&] { VORNClearAllMenuItems(menu); });
     As(b, [&] { VORNClearAllMenuItems(plugins); });
-    EXPECT_THAT(host->CallsNamed("RemoveMenuItem"), ElementsAre("RemoveMenuItem(1000, 1)"))
-        << "A's item for its menu (position 0) stays";
+    EXPECT_THAT(host->CallsNamed("RemoveMenuItem"),
+                ElementsAre("RemoveMenuItem(1001, 0)", "RemoveMenuItem(1001, 1)",
+                            "RemoveMenuItem(1001, 1)", "RemoveMenuItem(1000, 1)"))
+        << "at their current positions; A's item for its menu stays in Plugins";
+    EXPECT_EQ(Items(menu).size(), 2u);
     EXPECT_EQ(Items(plugins).size(), 1u);
 }
 
