@@ -72,7 +72,7 @@ TEST_F(UtilitiesTest, KeyNamesComeFromTheTable)
 
 // ---- paths --------------------------------------------------------------------
 
-TEST_F(UtilitiesTest, SystemAndPrefsPathsComeFromTheHost)
+TEST_F(UtilitiesTest, PathsAndVersionsComeFromTheHostAndTheLibrary)
 {
     host->systemPath = "/opt/sim/";
     char out[512];
@@ -82,6 +82,11 @@ TEST_F(UtilitiesTest, SystemAndPrefsPathsComeFromTheHost)
     EXPECT_STREQ(out, host->prefsPath.c_str());
     EXPECT_EQ(host->CountCalls("GetSystemPath"), 1u);
     EXPECT_EQ(host->CountCalls("GetPrefsPath"), 1u);
+    int sim = 0, lib = 0, hostId = 0;
+    VORNGetVersions(&sim, &lib, &hostId);
+    EXPECT_EQ(sim, 1100);
+    EXPECT_EQ(lib, 210);
+    EXPECT_EQ(hostId, 1);
 }
 
 TEST_F(UtilitiesTest, SeparatorIsASlashInBothPathForms)
@@ -230,15 +235,6 @@ TEST_F(DirectoryContentsTest, PagingOneNameAtATimeReturnsEveryNameOnce)
 }
 
 // ---- versions, logging, symbols -----------------------------------------------------
-
-TEST_F(UtilitiesTest, VersionsComeFromTheHostAndTheLibrary)
-{
-    int sim = 0, lib = 0, hostId = 0;
-    VORNGetVersions(&sim, &lib, &hostId);
-    EXPECT_EQ(sim, 1100);
-    EXPECT_EQ(lib, 210);
-    EXPECT_EQ(hostId, 1);
-}
 
 TEST_F(UtilitiesTest, InitializedFollowsTheHookTable)
 {
