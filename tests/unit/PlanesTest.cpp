@@ -168,6 +168,12 @@ TEST_F(PlanesTest, TheOwnersLimitAnswersTheHostsCountUnlessTheHostInsists)
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 20);  // no owner
     AcquireAs(a);
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 20);  // no limit
+    As(b, [] {
+        VORNSetActiveAircraftCount(3);
+        VORNSetAircraftModel(1, "x.acf");
+    });
+    EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 20) << "only the owner sets the limit";
+    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty()) << "and chooses models";
     As(a, [] { VORNSetActiveAircraftCount(5); });
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 5);
     EXPECT_EQ(VORNPlaneMaximum(), 20);

@@ -44,6 +44,16 @@ TEST_F(ProbeTest, ProbingHandsTheHostItsIndexThePointAndTheResultFields)
                             "ProbeTerrainXYZ(1, 0, 0, 0, " + fields + ")"));
 }
 
+TEST_F(ProbeTest, DestroyingTwiceFreesTheIndexOnce)
+{
+    VORNProbeRef probe = Create(a);
+    VORNDestroyProbe(probe);
+    VORNDestroyProbe(probe);
+    EXPECT_THAT(VORNFreeProbeIndices(), ElementsAre(0));
+    EXPECT_EQ(HostIndex(Create(a)), 0);
+    EXPECT_EQ(HostIndex(Create(a)), 1);
+}
+
 TEST_F(ProbeTest, UnloadingFreesExactlyThatPluginsProbes)
 {
     VORNProbeRef a0 = Create(a), b1 = Create(b), a2 = Create(a), b3 = Create(b);
