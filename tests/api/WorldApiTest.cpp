@@ -100,17 +100,6 @@ TEST_F(WorldApiTest, ProbeIndicesAreRecycledAcrossPlugins)
     EXPECT_EQ(host->CountCalls("CreateProbe"), 4u);
 }
 
-TEST_F(WorldApiTest, BadProbesAnswerErrorWithoutAHostCall)
-{
-    void* typeOne = Order(p1, kCreateProbe, 1).handle;
-    void* usable = Order(p1, kCreateProbe, 0).handle;
-    EXPECT_EQ(Order(p1, kProbe, 44, typeOne).result, 1);
-    EXPECT_EQ(Order(p1, kProbe, 40, usable).result, 1);
-    EXPECT_EQ(host->CountCalls("ProbeTerrainXYZ"), 0u);
-    host->probeHit = 0;
-    EXPECT_EQ(Order(p1, kProbe, 44, usable).result, 2);
-}
-
 TEST_F(WorldApiTest, ObjectsStandPerLoadAndOnlyTheirHolderMayUnloadThem)
 {
     int tree = 0;

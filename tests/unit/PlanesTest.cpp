@@ -101,26 +101,17 @@ protected:
 
 // ---- ownership and the line ----
 
-TEST_F(PlanesTest, ReleaseHandsTheAircraftToTheFirstPluginWaitingWithACallback)
+TEST_F(PlanesTest, ReleaseHandsTheAircraftToTheFirstWaiterWithACallbackAndTheRestQueueAgain)
 {
     EXPECT_EQ(AcquireAs(a), 1);
     EXPECT_EQ(AcquireAs(b, nullptr, Acquire), 0);
     EXPECT_EQ(AcquireAs(c), 0);
-    ASSERT_EQ(VORNPlaneQueue().size(), 1u);
+    ASSERT_EQ(VORNPlaneQueue().size(), 1u) << "only a waiter with a callback is queued";
     EXPECT_EQ(VORNPlaneQueue()[0].plugin, b);
-    As(a, [] { VORNReleasePlanes(); });
-    EXPECT_THAT(gCalls, ElementsAre("2 acquires 1"));
-    EXPECT_EQ(VORNPlanesOwner(), b);
-    EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
-}
-
-TEST_F(PlanesTest, LaterWaitersQueueAgainThroughTheirOwnCalls)
-{
-    AcquireAs(a);
-    AcquireAs(b, nullptr, Acquire);
     AcquireAs(c, nullptr, Acquire);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gCalls, ElementsAre("2 acquires 1", "3 acquires 0"));
+    EXPECT_EQ(VORNPlanesOwner(), b);
     ASSERT_EQ(VORNPlaneQueue().size(), 1u);
     EXPECT_EQ(VORNPlaneQueue()[0].plugin, c);
 }
@@ -147,37 +138,16 @@ TEST_F(PlanesTest, AcquiringAgainAnswersOneAndIgnoresTheNewPaths)
     EXPECT_THAT(VORNPlaneQueue(), IsEmpty());
 }
 
-TEST_F(PlanesTest, ANonOwnerCannotReleaseOrSetAnything)
-{
-    AcquireAs(a);
-    host->ClearRecord();
-    As(b, [] {
-        VORNReleasePlanes();
-        VORNSetActiveAircraftCount(3);
-        VORNSetAircraftModel(1, "x.acf");
-        VORNDrawAircraft(1, 0, 0, 0, 0, 0, 0, 1, nullptr);
-        VORNReinitUsersPlane();
-    });
-    EXPECT_EQ(VORNPlanesOwner(), a);
-    EXPECT_EQ(VORNPlaneLimit(), -1);
-    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty());
-    EXPECT_THAT(host->calls, IsEmpty());
-}
-
-TEST_F(PlanesTest, ReleasingGivesTheHostBackEveryPlaneButTheUsers)
-{
-    VORNHandleGetNumberPlanesToHandle(20, 0);
-    AcquireAs(a);
-    As(a, [] { VORNReleasePlanes(); });
-    EXPECT_THAT(gAiWrites, ElementsAreArray(ZeroWrites(1, 19)));
-}
-
-TEST_F(PlanesTest, WithFewerThanTwoPlanesNothingIsGivenBack)
+TEST_F(PlanesTest, ReleasingGivesTheHostBackEveryPlaneButTheUsersWhenThereAreTwoOrMore)
 {
     VORNHandleGetNumberPlanesToHandle(1, 0);
     AcquireAs(a);
     As(a, [] { VORNReleasePlanes(); });
     EXPECT_THAT(gAiWrites, IsEmpty());
+    VORNHandleGetNumberPlanesToHandle(20, 0);
+    AcquireAs(a);
+    As(a, [] { VORNReleasePlanes(); });
+    EXPECT_THAT(gAiWrites, ElementsAreArray(ZeroWrites(1, 19)));
 }
 
 TEST_F(PlanesTest, RequestsOfDisabledPluginsAreDropped)
@@ -198,6 +168,12 @@ TEST_F(PlanesTest, TheOwnersLimitAnswersTheHostsCountUnlessTheHostInsists)
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 20);  // no owner
     AcquireAs(a);
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 20);  // no limit
+    As(b, [] {
+        VORNSetActiveAircraftCount(3);
+        VORNSetAircraftModel(1, "x.acf");
+    });
+    EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 20) << "only the owner sets the limit";
+    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty()) << "and chooses models";
     As(a, [] { VORNSetActiveAircraftCount(5); });
     EXPECT_EQ(VORNHandleGetNumberPlanesToHandle(20, 0), 5);
     EXPECT_EQ(VORNPlaneMaximum(), 20);
@@ -206,30 +182,21 @@ TEST_F(PlanesTest, TheOwnersLimitAnswersTheHostsCountUnlessTheHostInsists)
     EXPECT_EQ(VORNPlaneMaximum(), 3);
 }
 
-TEST_F(PlanesTest, AModelChosenBeforeTheHostsCountIsHandedOverWhenTheHostAsks)
+TEST_F(PlanesTest, AModelChosenBeforeTheHostsCountIsHandedOverWhenTheHostAsksButNeverTheUsers)
 {
-    AcquireAs(a);
+    char p0[] = "user.acf";
+    char* paths[] = {p0, nullptr};
+    AcquireAs(a, paths);
     As(a, [] { VORNSetAircraftModel(3, "/sim/Aircraft/Jet/jet.acf"); });
     EXPECT_EQ(host->CountCalls("SetAircraftModel"), 0u);
-    EXPECT_THAT(VORNRequestedPlanes(), ElementsAre("", "", "", "/sim/Aircraft/Jet/jet.acf"));
+    EXPECT_THAT(VORNRequestedPlanes(), ElementsAre("user.acf", "", "", "/sim/Aircraft/Jet/jet.acf"));
     char name[256] = "name", path[256] = "host's own";
     VORNUpdatePlaneNameAndPath(3, name, path);
     EXPECT_STREQ(path, "/sim/Aircraft/Jet/jet.acf");
     EXPECT_STREQ(name, "name");
     std::strcpy(path, "host's own");
-    VORNUpdatePlaneNameAndPath(2, name, path);
-    VORNUpdatePlaneNameAndPath(4, name, path);
-    VORNUpdatePlaneNameAndPath(-1, name, path);
-    EXPECT_STREQ(path, "host's own");
-}
-
-TEST_F(PlanesTest, TheUsersAircraftIsNeverTakenFromTheOwnersList)
-{
-    char p0[] = "user.acf";
-    char* paths[] = {p0, nullptr};
-    AcquireAs(a, paths);
-    char path[256] = "host's own";
-    VORNHandleUpdatePlaneNameAndPath(0, nullptr, path);
+    for (int index : {0, 2, 4, -1})
+        VORNHandleUpdatePlaneNameAndPath(index, name, path);
     EXPECT_STREQ(path, "host's own");
 }
 
@@ -258,18 +225,6 @@ TEST_F(PlanesTest, TheHostGetsTheModelPathTwice)
     As(a, [] { VORNSetAircraftModel(2, "two.acf"); });
     EXPECT_THAT(host->CallsNamed("SetAircraftModel"),
                 ElementsAre("SetAircraftModel(2, \"two.acf\", \"two.acf\")"));
-}
-
-TEST_F(PlanesTest, ANegativePlaneIndexOrNullPathIsRejected)
-{
-    VORNHandleGetNumberPlanesToHandle(20, 0);
-    AcquireAs(a);
-    As(a, [] {
-        VORNSetAircraftModel(-1, "x.acf");
-        VORNSetAircraftModel(1, nullptr);
-    });
-    EXPECT_THAT(VORNRequestedPlanes(), IsEmpty());
-    EXPECT_EQ(host->CountCalls("SetAircraftModel"), 0u);
 }
 
 TEST_F(PlanesTest, ALongPathReachesTheHostWholeAndOneBeyondItsBufferNotAtAll)
@@ -307,17 +262,7 @@ TEST_F(PlanesTest, AnyPluginMayTakeAPlaneAwayFromTheHost)
     EXPECT_THAT(gAiWrites, ElementsAre("ai_loc[4]=1"));
 }
 
-TEST_F(PlanesTest, TheOwnerDrawsThroughTheHost)
-{
-    AcquireAs(a);
-    int state = 0;
-    As(a, [&] { VORNDrawAircraft(3, 1, 2, 3, 4, 5, 6, 1, &state); });
-    EXPECT_THAT(host->CallsNamed("DrawAircraft"),
-                ElementsAre("DrawAircraft(" + FmtArgs(3, 1.f, 2.f, 3.f, 4.f, 5.f, 6.f, 1,
-                                                      static_cast<void*>(&state)) + ")"));
-}
-
-TEST_F(PlanesTest, CountingAppliesTheLimitAndNamesTheOwner)
+TEST_F(PlanesTest, TheOwnerDrawsReinitsAndLimitsTheCountThroughTheHost)
 {
     host->aircraftTotal = 20;
     int total = 0, active = 0, owner = 0;
@@ -326,12 +271,24 @@ TEST_F(PlanesTest, CountingAppliesTheLimitAndNamesTheOwner)
     EXPECT_EQ(active, 20);
     EXPECT_EQ(owner, -1);
     AcquireAs(a);
-    As(a, [] { VORNSetActiveAircraftCount(5); });
+    int state = 0;
+    As(a, [&] {
+        VORNSetActiveAircraftCount(5);
+        VORNDrawAircraft(3, 1, 2, 3, 4, 5, 6, 1, &state);
+        VORNReinitUsersPlane();
+    });
     VORNCountAircraft(&total, &active, &owner);
     EXPECT_EQ(active, 5);
     EXPECT_EQ(owner, a);
     VORNCountAircraft(nullptr, nullptr, nullptr);
     EXPECT_EQ(host->CallsNamed("CountAircraft").back(), "CountAircraft(null, null, null)");
+    EXPECT_THAT(host->CallsNamed("DrawAircraft"),
+                ElementsAre("DrawAircraft(" + FmtArgs(3, 1.f, 2.f, 3.f, 4.f, 5.f, 6.f, 1,
+                                                      static_cast<void*>(&state)) + ")"));
+    host->table.tableSize = VORN_HOST_HOOKS_SIZE - 8;
+    As(a, [] { VORNReinitUsersPlane(); });
+    EXPECT_THAT(host->CallsNamed("ReinitUsersPlane"), ElementsAre("ReinitUsersPlane(208, 201)"))
+        << "not with an older host's shorter table";
 }
 
 TEST_F(PlanesTest, TheNthModelComesBackInTheCallersBufferOrder)
@@ -350,29 +307,16 @@ TEST_F(PlanesTest, TheNthModelComesBackInTheCallersBufferOrder)
     EXPECT_EQ(host->CountCalls("GetNthAircraftModel"), 1u);
 }
 
-TEST_F(PlanesTest, TheUsersAircraftFileNameIsWhatFollowsTheLastSeparator)
+TEST_F(PlanesTest, TheUsersAircraftAndAirportGoStraightToTheHost)
 {
     VORNSetUsersAircraft("/sim/Aircraft/Jet/jet.acf");
-    VORNSetUsersAircraft("abcde");  // none: the first character is lost
+    VORNSetUsersAircraft("abcde");  // no separator: the first character is lost
     VORNSetUsersAircraft("");
     VORNSetUsersAircraft(nullptr);
     EXPECT_THAT(host->CallsNamed("SetAircraftModel"),
                 ElementsAre("SetAircraftModel(0, \"/sim/Aircraft/Jet/jet.acf\", \"jet.acf\")",
                             "SetAircraftModel(0, \"abcde\", \"bcde\")",
                             "SetAircraftModel(0, \"\", \"\")"));
-}
-
-TEST_F(PlanesTest, ReinitNeedsTheOwnerAndAFullHostTable)
-{
-    AcquireAs(a);
-    As(a, [] { VORNReinitUsersPlane(); });
-    host->table.tableSize = VORN_HOST_HOOKS_SIZE - 8;
-    As(a, [] { VORNReinitUsersPlane(); });
-    EXPECT_THAT(host->CallsNamed("ReinitUsersPlane"), ElementsAre("ReinitUsersPlane(208, 201)"));
-}
-
-TEST_F(PlanesTest, PlacingTheUserGoesStraightToTheHost)
-{
     VORNPlaceUserAtAirport("KXYZ");
     EXPECT_THAT(host->CallsNamed("PlaceUserAtAirport"), ElementsAre("PlaceUserAtAirport(\"KXYZ\")"));
 }
@@ -390,7 +334,7 @@ TEST_F(PlanesTest, DisablingTheOwnerReleasesTheAircraftToTheNextInLine)
     EXPECT_EQ(VORNPlanesOwner(), b);
 }
 
-TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsAndKeepsTheOthersInOrder)
+TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsButAnOwnerNotDisabledKeepsTheAircraft)
 {
     AcquireAs(a);
     AcquireAs(b, nullptr, NoteOnly);
@@ -400,11 +344,6 @@ TEST_F(PlanesTest, UnloadingDropsThePluginsRequestsAndKeepsTheOthersInOrder)
     UnloadOnePlugin(b);
     ASSERT_EQ(VORNPlaneQueue().size(), 1u);
     EXPECT_EQ(VORNPlaneQueue()[0].plugin, c);
-}
-
-TEST_F(PlanesTest, AnOwnerUnloadedWithoutBeingDisabledKeepsTheAircraft)
-{
-    AcquireAs(a);
     UnloadOnePlugin(a);
     EXPECT_EQ(VORNPlanesOwner(), a);
 }

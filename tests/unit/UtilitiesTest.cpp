@@ -31,44 +31,26 @@ protected:
 
 // ---- buttons ------------------------------------------------------------------
 
-TEST_F(UtilitiesTest, PressSendsEdgeThenHoldAndRemembersTheButton)
+TEST_F(UtilitiesTest, ButtonsAreHeldPerPressAndRepeatedInOneCall)
 {
+    VORNDoRepeatedButtons();
+    EXPECT_EQ(host->CountCalls("CommandButton"), 0u) << "nothing held, nothing sent";
     VORNCommandButtonPress(5);
     EXPECT_THAT(host->CallsNamed("CommandButton"),
                 ElementsAre("CommandButton({5}, 0, 0)", "CommandButton({5}, 0, 1)"));
-    EXPECT_THAT(VORNHeldButtons(), ElementsAre(5));
-}
-
-TEST_F(UtilitiesTest, ReleaseSendsBothReleaseCallsAndForgetsOnePress)
-{
-    VORNCommandButtonPress(5);
     VORNCommandButtonPress(5);
     host->ClearRecord();
     VORNCommandButtonRelease(5);
     EXPECT_THAT(host->CallsNamed("CommandButton"),
                 ElementsAre("CommandButton({5}, 1, 0)", "CommandButton({5}, 1, 1)"));
     EXPECT_THAT(VORNHeldButtons(), ElementsAre(5)) << "a button pressed twice needs two releases";
-}
-
-TEST_F(UtilitiesTest, ReleasingAButtonNotHeldStillTellsTheHost)
-{
-    VORNCommandButtonRelease(9);
-    EXPECT_EQ(host->CountCalls("CommandButton"), 2u);
-    EXPECT_THAT(VORNHeldButtons(), IsEmpty());
-}
-
-TEST_F(UtilitiesTest, RepeatedButtonsReportAllHeldButtonsInOneCall)
-{
-    VORNDoRepeatedButtons();
-    EXPECT_EQ(host->CountCalls("CommandButton"), 0u) << "nothing held, nothing sent";
-    VORNCommandButtonPress(3);
     VORNCommandButtonPress(7);
-    VORNCommandButtonPress(3);
-    VORNCommandButtonRelease(3);
+    VORNCommandButtonPress(5);
+    VORNCommandButtonRelease(5);
     host->ClearRecord();
     VORNDoRepeatedButtons();
-    EXPECT_THAT(host->CallsNamed("CommandButton"), ElementsAre("CommandButton({7,3}, 0, 1)"));
-    EXPECT_THAT(VORNHeldButtons(), ElementsAre(7, 3)) << "the terminating zero is removed again";
+    EXPECT_THAT(host->CallsNamed("CommandButton"), ElementsAre("CommandButton({7,5}, 0, 1)"));
+    EXPECT_THAT(VORNHeldButtons(), ElementsAre(7, 5)) << "the terminating zero is removed again";
 }
 
 // ---- key names ------------------------------------------------------------------
@@ -84,18 +66,13 @@ TEST_F(UtilitiesTest, KeyNamesComeFromTheTable)
     EXPECT_STREQ(VORNGetVirtualKeyDescription(135), "F24");
     EXPECT_STREQ(VORNGetVirtualKeyDescription(static_cast<char>(182)), "\\");
     EXPECT_STREQ(VORNGetVirtualKeyDescription(static_cast<char>(189)), "Numpad-=");
-}
-
-TEST_F(UtilitiesTest, KeysWithoutAnEntryAreUnknown)
-{
     EXPECT_STREQ(VORNGetVirtualKeyDescription(108), "Unknown");
-    EXPECT_STREQ(VORNGetVirtualKeyDescription(0), "Unknown");
     EXPECT_STREQ(VORNGetVirtualKeyDescription(static_cast<char>(255)), "Unknown");
 }
 
 // ---- paths --------------------------------------------------------------------
 
-TEST_F(UtilitiesTest, SystemAndPrefsPathsComeFromTheHost)
+TEST_F(UtilitiesTest, PathsAndVersionsComeFromTheHostAndTheLibrary)
 {
     host->systemPath = "/opt/sim/";
     char out[512];
@@ -105,6 +82,11 @@ TEST_F(UtilitiesTest, SystemAndPrefsPathsComeFromTheHost)
     EXPECT_STREQ(out, host->prefsPath.c_str());
     EXPECT_EQ(host->CountCalls("GetSystemPath"), 1u);
     EXPECT_EQ(host->CountCalls("GetPrefsPath"), 1u);
+    int sim = 0, lib = 0, hostId = 0;
+    VORNGetVersions(&sim, &lib, &hostId);
+    EXPECT_EQ(sim, 1100);
+    EXPECT_EQ(lib, 210);
+    EXPECT_EQ(hostId, 1);
 }
 
 TEST_F(UtilitiesTest, SeparatorIsASlashInBothPathForms)
@@ -136,13 +118,6 @@ TEST_F(UtilitiesTest, ExtractFileAndPathReturnsAPointerIntoTheBuffer)
     EXPECT_EQ(VORNExtractFileAndPath(buf), buf + 4);
     char bare[] = "file";
     EXPECT_EQ(VORNExtractFileAndPath(bare), bare);
-}
-
-TEST_F(UtilitiesTest, ExtractFileAndPathSurvivesDegenerateInput)
-{
-    EXPECT_EQ(VORNExtractFileAndPath(nullptr), nullptr);
-    char empty[] = "";
-    EXPECT_EQ(VORNExtractFileAndPath(empty), empty);
     char slash[] = "/";
     EXPECT_STREQ(VORNExtractFileAndPath(slash), "");
 }
@@ -177,142 +152,67 @@ protected:
     std::vector<std::string> osOrder;
 };
 
-TEST_F(DirectoryContentsTest, EverythingFitsWithRoomForTheClosingEmptyString)
+TEST_F(DirectoryContentsTest, APageEndsAtTheFirstNameOrIndexSlotThatDoesNotFit)
 {
     ASSERT_EQ(osOrder.size(), 3u);
-    std::vector<char> buf(PackedSize() + 1, 'x');
-    char* indices[4];
-    int total = -1, returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 0, buf.data(),
-                                       static_cast<int>(buf.size()), indices, 4, &total,
-                                       &returned),
-              1);
-    EXPECT_EQ(total, 3);
-    EXPECT_EQ(returned, 3);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(indices[i], osOrder[i]);
-    EXPECT_EQ(indices[3], nullptr);
-    EXPECT_EQ(buf.back(), '\0') << "the packed names are followed by an empty string";
-}
-
-TEST_F(DirectoryContentsTest, ABufferFilledExactlyReportsZero)
-{
-    std::vector<char> buf(PackedSize(), 'x');
-    int returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 0, buf.data(),
-                                       static_cast<int>(buf.size()), nullptr, 0, nullptr,
-                                       &returned),
-              0);
-    EXPECT_EQ(returned, 3);
-}
-
-TEST_F(DirectoryContentsTest, IndexSlotsRunningOutStopsAndPagingContinues)
-{
-    char buf[256];
-    char* indices[3] = {nullptr, nullptr, nullptr};
-    int returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 0, buf, sizeof buf, indices, 2,
-                                       nullptr, &returned),
-              0);
-    EXPECT_EQ(returned, 2);
-    EXPECT_EQ(indices[0], osOrder[0]);
-    EXPECT_EQ(indices[1], osOrder[1]);
-    EXPECT_EQ(indices[2], nullptr) << "no slot is written past the ones filled";
-
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 2, buf, sizeof buf, indices, 2,
-                                       nullptr, &returned),
-              1);
-    EXPECT_EQ(returned, 1);
-    EXPECT_EQ(indices[0], osOrder[2]);
-    EXPECT_EQ(indices[1], nullptr);
-}
-
-TEST_F(DirectoryContentsTest, IndexArrayFilledExactlyReportsZero)
-{
-    char buf[256];
-    char* indices[4];
-    int returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 0, buf, sizeof buf, indices, 3,
-                                       nullptr, &returned),
-              0);
-    EXPECT_EQ(returned, 3);
-}
-
-TEST_F(DirectoryContentsTest, ANameThatDoesNotFitStopsThePage)
-{
+    const int all = PackedSize();
     const int firstTwo = static_cast<int>(osOrder[0].size() + osOrder[1].size()) + 2;
-    std::vector<char> buf(firstTwo + 1, 'x');
-    int returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 0, buf.data(),
-                                       static_cast<int>(buf.size()), nullptr, 0, nullptr,
-                                       &returned),
-              static_cast<int>(osOrder[2].size()) + 1 <= 1 ? 1 : 0);
-    EXPECT_EQ(returned, 2);
-    EXPECT_EQ(buf.back(), 'x') << "no closing string after a stop";
-}
-
-TEST_F(DirectoryContentsTest, OffsetAtTheEndReturnsOneAndNothing)
-{
-    char buf[16];
-    char* indices[2];
-    int total = -1, returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 3, buf, sizeof buf, indices, 1,
-                                       &total, &returned),
-              1);
-    EXPECT_EQ(total, 3);
-    EXPECT_EQ(returned, 0);
-    EXPECT_EQ(buf[0], '\0');
-    EXPECT_EQ(indices[0], nullptr);
-}
-
-TEST_F(DirectoryContentsTest, NegativeOffsetCountsAsPastTheEnd)
-{
-    char buf[16];
-    int returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), -1, buf, sizeof buf, nullptr, 0,
-                                       nullptr, &returned),
-              1);
-    EXPECT_EQ(returned, 0);
-}
-
-TEST_F(DirectoryContentsTest, NullBufferOnlyCounts)
-{
+    const int kAny = -1;
+    struct Row {
+        const char* behaviour;
+        int offset, size, slots, result, returned, last;  // last: the buffer's last byte
+    };
+    const Row rows[] = {
+        {"everything fits with room for the closing empty string", 0, all + 1, 4, 1, 3, '\0'},
+        {"a buffer filled exactly reports zero", 0, all, 0, 0, 3, kAny},
+        {"index slots running out stop the page", 0, 256, 2, 0, 2, kAny},
+        {"the next page goes on from the offset", 2, 256, 2, 1, 1, kAny},
+        {"an index array filled exactly reports zero", 0, 256, 3, 0, 3, kAny},
+        {"a name that does not fit stops the page, with no closing string", 0, firstTwo + 1, 0,
+         0, 2, 'x'},
+        {"an offset at the end returns one and nothing", 3, 16, 1, 1, 0, kAny},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.behaviour);
+        std::vector<char> buf(row.size, 'x');
+        char sentinel = 0;
+        std::vector<char*> indices(row.slots + 1, &sentinel);
+        int total = -1, returned = -1;
+        EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), row.offset, buf.data(), row.size,
+                                           row.slots ? indices.data() : nullptr, row.slots,
+                                           &total, &returned),
+                  row.result);
+        EXPECT_EQ(total, 3);
+        EXPECT_EQ(returned, row.returned);
+        for (int i = 0; i < row.slots && i < returned; ++i)
+            EXPECT_EQ(indices[i], osOrder[row.offset + i]);
+        if (row.slots > returned) {
+            EXPECT_EQ(indices[returned], nullptr) << "the slot after the last name";
+        }
+        EXPECT_EQ(indices[row.slots], &sentinel) << "no slot is written past the ones given";
+        if (row.returned == 0) {
+            EXPECT_EQ(buf[0], '\0');
+        }
+        if (row.last != kAny) {
+            EXPECT_EQ(buf.back(), row.last);
+        }
+    }
     int total = -1, returned = -1;
     EXPECT_EQ(VORNGetDirectoryContents(dir.Path().c_str(), 0, nullptr, 100, nullptr, 0, &total,
                                        &returned),
-              0);
+              0)
+        << "a null buffer only counts";
     EXPECT_EQ(total, 3);
     EXPECT_EQ(returned, 0);
-}
-
-TEST_F(DirectoryContentsTest, NegativeSizesNeverWriteOutsideTheBuffers)
-{
-    char buf[4] = {'x', 'x', 'x', 'x'};
-    char* indices[1] = {reinterpret_cast<char*>(buf)};
-    int returned = -1;
-    const std::string empty = dir.MakeDir("empty");
-    EXPECT_EQ(VORNGetDirectoryContents(empty.c_str(), 0, buf, -5, nullptr, 0, nullptr, &returned),
-              0);
-    EXPECT_EQ(buf[0], 'x');
-    EXPECT_EQ(VORNGetDirectoryContents(empty.c_str(), 0, buf, 4, indices, -1, nullptr, &returned),
-              0);
-    EXPECT_EQ(indices[0], buf);
-    EXPECT_EQ(buf[0], 'x');
-}
-
-TEST_F(DirectoryContentsTest, MissingFolderListsZeroEntries)
-{
     char buf[8];
-    int total = -1, returned = -1;
-    EXPECT_EQ(VORNGetDirectoryContents(dir.Join("missing").c_str(), 0, buf, sizeof buf, nullptr,
-                                       0, &total, &returned),
-              1);
-    EXPECT_EQ(total, 0);
-    EXPECT_EQ(returned, 0);
-    EXPECT_EQ(VORNGetDirectoryContents(nullptr, 0, buf, sizeof buf, nullptr, 0, &total,
-                                       &returned),
-              1);
-    EXPECT_EQ(total, 0);
+    const std::string missingPath = dir.Join("missing");
+    for (const char* missing : {missingPath.c_str(), static_cast<const char*>(nullptr)}) {
+        total = -1;
+        EXPECT_EQ(VORNGetDirectoryContents(missing, 0, buf, sizeof buf, nullptr, 0, &total,
+                                           &returned),
+                  1);
+        EXPECT_EQ(total, 0);
+    }
 }
 
 TEST_F(DirectoryContentsTest, PagingOneNameAtATimeReturnsEveryNameOnce)
@@ -336,23 +236,6 @@ TEST_F(DirectoryContentsTest, PagingOneNameAtATimeReturnsEveryNameOnce)
 
 // ---- versions, logging, symbols -----------------------------------------------------
 
-TEST_F(UtilitiesTest, VersionsComeFromTheHostAndTheLibrary)
-{
-    int sim = 0, lib = 0, hostId = 0;
-    VORNGetVersions(&sim, &lib, &hostId);
-    EXPECT_EQ(sim, 1100);
-    EXPECT_EQ(lib, 210);
-    EXPECT_EQ(hostId, 1);
-}
-
-TEST_F(UtilitiesTest, VersionsWithOnlyTheLibraryVersionStillAskTheHost)
-{
-    int lib = 0;
-    VORNGetVersions(nullptr, &lib, nullptr);
-    EXPECT_EQ(lib, 210);
-    EXPECT_EQ(host->CountCalls("GetVersions"), 1u);
-}
-
 TEST_F(UtilitiesTest, InitializedFollowsTheHookTable)
 {
     EXPECT_EQ(VORNInitialized(), 1);
@@ -365,37 +248,11 @@ TEST_F(UtilitiesTest, InitializedFollowsTheHookTable)
 TEST_F(UtilitiesTest, DprintfFormatsIntoOneLogWrite)
 {
     EXPECT_EQ(VORN_dprintf("%s %d\n", "value", 42), 0);
-    EXPECT_THAT(host->debugWrites, ElementsAre("value 42\n"));
-}
-
-TEST_F(UtilitiesTest, DprintfTruncatesAnOverlongText)
-{
     const std::string huge(10000, 'y');
     VORN_dprintf("%s", huge.c_str());
-    ASSERT_EQ(host->debugWrites.size(), 1u);
-    EXPECT_EQ(host->debugWrites[0].size(), 8191u);
-}
-
-TEST_F(UtilitiesTest, ForwardersPassArgumentsAndResultsUnchanged)
-{
-    int marker = 0;
-    host->foundSymbol = &marker;
-    host->language = 7;
-    VORNSimulateKeyPress(2, 65);
-    VORNSpeakString("hello");
-    VORNCommandKeyStroke(12);
-    VORNReloadScenery();
-    VORNDebugString("text");
-    EXPECT_EQ(VORNGetLanguage(), 7);
-    EXPECT_EQ(VORNFindSymbol("HostThing"), &marker);
-    EXPECT_THAT(host->CallNames(), ElementsAre("SimulateKeyPress", "SpeakString",
-                                               "CommandKeyStroke", "ReloadScenery",
-                                               "GetLanguage", "FindSymbol"));
-    EXPECT_EQ(host->calls[0].args, "2, 65");
-    EXPECT_EQ(host->calls[1].args, "\"hello\"");
-    EXPECT_EQ(host->calls[2].args, "12");
-    EXPECT_EQ(host->calls[5].args, "\"HostThing\"");
-    EXPECT_THAT(host->debugWrites, ElementsAre("text"));
+    ASSERT_EQ(host->debugWrites.size(), 2u);
+    EXPECT_EQ(host->debugWrites[0], "value 42\n");
+    EXPECT_EQ(host->debugWrites[1].size(), 8191u) << "an overlong text is cut";
 }
 
 // ---- data files ------------------------------------------------------------------
@@ -408,27 +265,6 @@ TEST_F(UtilitiesTest, DataFilesOfKindOneAndTwoReachTheHost)
     EXPECT_THAT(host->CallsNamed("LoadDataFile"), ElementsAre("LoadDataFile(1, \"a.sit\")"));
     EXPECT_THAT(host->CallsNamed("SaveDataFile"), ElementsAre("SaveDataFile(2, \"b.mov\")"));
     EXPECT_THAT(gErrors, IsEmpty());
-}
-
-TEST_F(UtilitiesTest, IllegalDataFileKindsAreReported)
-{
-    EXPECT_EQ(VORNLoadDataFile(3, "a"), 0);
-    EXPECT_EQ(VORNSaveDataFile(0, "b"), 0);
-    EXPECT_THAT(gErrors, ElementsAre("Illegal file type passed to VORNLoadDataFile.",
-                                     "Illegal file type passed to VORNSaveDataFile."));
-    EXPECT_EQ(host->CountCalls("LoadDataFile") + host->CountCalls("SaveDataFile"), 0u);
-}
-
-TEST_F(UtilitiesTest, SaveChecksThePathBeforeTheKind)
-{
-    EXPECT_EQ(VORNSaveDataFile(3, nullptr), 0);
-    EXPECT_THAT(gErrors, ElementsAre("Null file path passed to VORNSaveDataFile."));
-}
-
-TEST_F(UtilitiesTest, LoadDoesNotCheckThePath)
-{
-    EXPECT_EQ(VORNLoadDataFile(1, nullptr), 1);
-    EXPECT_THAT(host->CallsNamed("LoadDataFile"), ElementsAre("LoadDataFile(1, null)"));
 }
 
 }  // namespace
