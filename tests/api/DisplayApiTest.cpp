@@ -841,8 +841,10 @@ TEST_F(CameraApiTest, ReleaseByTheHostByTakeOverByDisableAndByUnload)
     CameraFrame();
     VORNDisablePlugin(a);
     EXPECT_EQ(Held(b, &VORNPluginInventory::camera), 1);
+    EXPECT_EQ(Held(a, &VORNPluginInventory::camera), 0) << "only the controller holds it";
     VORNDisablePlugin(b);
     EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 0);
+    EXPECT_EQ(Held(b, &VORNPluginInventory::camera), 0) << "nor the last one, once released";
     VORNEnablePlugin(a);
     Control(a, 2, "A");
     VORNReloadPlugins();
@@ -890,3 +892,17 @@ TEST_F(CameraApiTest, ACameraTakenInsideVPluginDisableIsDroppedUntold)
 }
 
 }  // namespace
+
+// What the host itself opened goes with the library: a restart starts with
+// no windows.
+TEST_F(DisplayApiTest, TheHostsOwnWindowIsGoneAfterARestart)
+{
+    StartAgents(1);
+    WinProbe mine("host");
+    OpenProbeWindow(mine, 0, 100, 100, 0);
+    WindowStep();
+    VORNShutdownPlugins();
+    Start();
+    WindowStep();
+    EXPECT_THAT(gWindowCalls, ElementsAre("host draw/0"));
+}

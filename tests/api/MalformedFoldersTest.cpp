@@ -100,9 +100,11 @@ std::vector<Layout> BadModuleTest::Layouts()
              t.AddScripted("MyPluginAdminTool/lin.vpl", "folder admin", "t.fa");
              t.AddScripted("VORN.framework/lin.vpl", "framework", "t.fw");
              t.AddScripted("VWidgets.framework/lin.vpl", "widgets", "t.ww");
-             return Loaded(t.AddScripted("ok.vpl", "ok", "t.ok"), "ok");
+             // A name that is all suffix is a module's name all the same.
+             const std::string dot = t.AddScripted(".vpl", "dot", "t.dot");
+             return Loaded(dot, "dot") + Loaded(t.AddScripted("ok.vpl", "ok", "t.ok"), "ok");
          },
-         {"Taravel", "ok"}},
+         {"Taravel", "dot", "ok"}},
         {"FilesThatAreNotModulesFailOneByOneInNameOrder",
          [](BadModuleTest& t) {
              std::vector<std::string> broken = {
