@@ -3,11 +3,24 @@
 
 #include "../plugins/threaded.h"
 #include "PluginRoot.h"
+#include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
+#include "VORN/VORNDisplay.h"
+#include "VORN/VORNMenus.h"
+#include "VORN/VORNPlanes.h"
+#include "VORN/VORNProcessing.h"
+#include "VORN/VORNScenery.h"
+#include "VORN/VORNUtilities.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <sstream>
 #include <thread>
 
 using namespace vorntest;
@@ -106,6 +119,174 @@ TEST_F(CheckedModeTest, VornCheckedInTheEnvironmentTurnsItOnAndSwitchedOffCallsG
     const ThreadedCalls calls = Run(THREADED_RUN_MESSAGE);
     EXPECT_EQ(calls.found, ref);
     EXPECT_EQ(calls.valueAgain, 42);
+}
+
+// Every API function that checks its thread, called with arguments that are
+// harmless even if it were not refused (null handles and pointers, unknown ids).
+struct CheckedCall {
+    const char* name;
+    void (*call)();
+};
+#define CHECKED(function, ...) {#function, [] { (void)function(__VA_ARGS__); }}
+const CheckedCall kCheckedCalls[] = {
+    CHECKED(VORNControlCamera, 0, nullptr, nullptr),
+    CHECKED(VORNDontControlCamera),
+    CHECKED(VORNIsCameraBeingControlled, nullptr),
+    CHECKED(VORNReadCameraPosition, nullptr),
+    CHECKED(VORNFindDataRef, nullptr),
+    CHECKED(VORNIsDataRefGood, nullptr),
+    CHECKED(VORNCanWriteDataRef, nullptr),
+    CHECKED(VORNGetDataRefTypes, nullptr),
+    CHECKED(VORNGetDatai, nullptr),
+    CHECKED(VORNSetDatai, nullptr, 0),
+    CHECKED(VORNGetDataf, nullptr),
+    CHECKED(VORNSetDataf, nullptr, 0.0f),
+    CHECKED(VORNGetDatad, nullptr),
+    CHECKED(VORNSetDatad, nullptr, 0.0),
+    CHECKED(VORNGetDatavi, nullptr, nullptr, 0, 0),
+    CHECKED(VORNSetDatavi, nullptr, nullptr, 0, 0),
+    CHECKED(VORNGetDatavf, nullptr, nullptr, 0, 0),
+    CHECKED(VORNSetDatavf, nullptr, nullptr, 0, 0),
+    CHECKED(VORNGetDatab, nullptr, nullptr, 0, 0),
+    CHECKED(VORNSetDatab, nullptr, nullptr, 0, 0),
+    CHECKED(VORNRegisterDataAccessor, nullptr, VORN_DATA_INT, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+    CHECKED(VORNUnregisterDataAccessor, nullptr),
+    CHECKED(VORNShareData, nullptr, 0, nullptr, nullptr),
+    CHECKED(VORNUnshareData, nullptr, 0, nullptr, nullptr),
+    CHECKED(VORNRegisterDrawCallback, nullptr, 0, 0, nullptr),
+    CHECKED(VORNUnregisterDrawCallback, nullptr, 0, 0, nullptr),
+    CHECKED(VORNRegisterKeySniffer, nullptr, 0, nullptr),
+    CHECKED(VORNUnregisterKeySniffer, nullptr, 0, nullptr),
+    CHECKED(VORNRegisterHotKey, 0, 0, nullptr, nullptr, nullptr),
+    CHECKED(VORNUnregisterHotKey, nullptr),
+    CHECKED(VORNCountHotKeys),
+    CHECKED(VORNGetNthHotKey, -1),
+    CHECKED(VORNGetHotKeyInfo, nullptr, nullptr, nullptr, nullptr, nullptr),
+    CHECKED(VORNSetHotKeyCombination, nullptr, 0, 0),
+    CHECKED(VORNCreateWindow, 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr),
+    CHECKED(VORNCreateWindowEx, nullptr),
+    CHECKED(VORNDestroyWindow, nullptr),
+    CHECKED(VORNTakeKeyboardFocus, nullptr),
+    CHECKED(VORNGetWindowGeometry, nullptr, nullptr, nullptr, nullptr, nullptr),
+    CHECKED(VORNSetWindowGeometry, nullptr, 0, 0, 0, 0),
+    CHECKED(VORNGetWindowIsVisible, nullptr),
+    CHECKED(VORNSetWindowIsVisible, nullptr, 0),
+    CHECKED(VORNGetWindowRefCon, nullptr),
+    CHECKED(VORNSetWindowRefCon, nullptr, nullptr),
+    CHECKED(VORNBringWindowToFront, nullptr),
+    CHECKED(VORNIsWindowInFront, nullptr),
+    CHECKED(VORNGetMyID),
+    CHECKED(VORNCountPlugins),
+    CHECKED(VORNGetNthPlugin, -1),
+    CHECKED(VORNIsPluginEnabled, -1),
+    CHECKED(VORNFindPluginBySignature, nullptr),
+    CHECKED(VORNFindPluginByPath, nullptr),
+    CHECKED(VORNGetPluginInfo, -1, nullptr, nullptr, nullptr, nullptr),
+    CHECKED(VORNDebugGetCurrentPluginName),
+    CHECKED(VORNSetErrorCallback, nullptr),
+    CHECKED(VORNEnablePlugin, -1),
+    CHECKED(VORNDisablePlugin, -1),
+    CHECKED(VORNReloadPlugins),
+    CHECKED(VORNSendMessageToPlugin, -1, 0, nullptr),
+    CHECKED(VORNHasFeature, nullptr),
+    CHECKED(VORNIsFeatureEnabled, nullptr),
+    CHECKED(VORNEnableFeature, nullptr, 0),
+    CHECKED(VORNEnumerateFeatures, nullptr, nullptr),
+    CHECKED(VORNFindPluginsMenu),
+    CHECKED(VORNCreateMenu, nullptr, nullptr, 0, nullptr, nullptr),
+    CHECKED(VORNClearAllMenuItems, nullptr),
+    CHECKED(VORNDestroyMenu, nullptr),
+    CHECKED(VORNAppendMenuItem, nullptr, nullptr, nullptr, 0),
+    CHECKED(VORNAppendMenuSeparator, nullptr),
+    CHECKED(VORNSetMenuItemName, nullptr, 0, nullptr),
+    CHECKED(VORNCheckMenuItem, nullptr, 0, 0),
+    CHECKED(VORNCheckMenuItemState, nullptr, 0, nullptr),
+    CHECKED(VORNEnableMenuItem, nullptr, 0, 0),
+    CHECKED(VORNRemoveMenuItem, nullptr, 0),
+    CHECKED(VORNAcquirePlanes, nullptr, nullptr, nullptr),
+    CHECKED(VORNReleasePlanes),
+    CHECKED(VORNSetActiveAircraftCount, -1),
+    CHECKED(VORNSetAircraftModel, -1, nullptr),
+    CHECKED(VORNDisableAIForPlane, -1),
+    CHECKED(VORNDrawAircraft, -1, 0, 0, 0, 0, 0, 0, 0, nullptr),
+    CHECKED(VORNCountAircraft, nullptr, nullptr, nullptr),
+    CHECKED(VORNGetNthAircraftModel, -1, nullptr, nullptr),
+    CHECKED(VORNSetUsersAircraft, nullptr),
+    CHECKED(VORNReinitUsersPlane),
+    CHECKED(VORNGetCycleNumber),
+    CHECKED(VORNCreateFlightLoop, nullptr),
+    CHECKED(VORNDestroyFlightLoop, nullptr),
+    CHECKED(VORNScheduleFlightLoop, nullptr, 0.0f, 0),
+    CHECKED(VORNRegisterFlightLoopCallback, nullptr, 0.0f, nullptr),
+    CHECKED(VORNUnregisterFlightLoopCallback, nullptr, nullptr),
+    CHECKED(VORNSetFlightLoopCallbackInterval, nullptr, 0.0f, 0, nullptr),
+    CHECKED(VORNCreateProbe, -1),
+    CHECKED(VORNDestroyProbe, nullptr),
+    CHECKED(VORNProbeTerrainXYZ, nullptr, 0, 0, 0, nullptr),
+    CHECKED(VORNLoadObject, nullptr),
+    CHECKED(VORNLoadObjectAsync, nullptr, nullptr, nullptr),
+    CHECKED(VORNDrawObjects, nullptr, 0, nullptr, 0, 0),
+    CHECKED(VORNUnloadObject, nullptr),
+    CHECKED(VORNCommandButtonPress, -1),
+    CHECKED(VORNCommandButtonRelease, -1),
+    CHECKED(VORNGetVirtualKeyDescription, 0),
+    CHECKED(VORNGetSystemPath, nullptr),
+    CHECKED(VORNGetPrefsPath, nullptr),
+    CHECKED(VORNGetDirectorySeparator),
+    CHECKED(VORNExtractFileAndPath, nullptr),
+    CHECKED(VORNGetDirectoryContents, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, nullptr),
+    CHECKED(VORNInitialized),
+    CHECKED(VORNGetVersions, nullptr, nullptr, nullptr),
+    CHECKED(VORNLoadDataFile, 0, nullptr),
+    CHECKED(VORNSaveDataFile, 0, nullptr),
+    CHECKED(VORNFindCommand, nullptr),
+    CHECKED(VORNCreateCommand, nullptr, nullptr),
+    CHECKED(VORNCommandBegin, nullptr),
+    CHECKED(VORNCommandEnd, nullptr),
+    CHECKED(VORNCommandOnce, nullptr),
+    CHECKED(VORNRegisterCommandHandler, nullptr, nullptr, 0, nullptr),
+    CHECKED(VORNUnregisterCommandHandler, nullptr, nullptr, 0, nullptr),
+};
+
+// The exported functions of the library's sources whose body checks the thread.
+std::vector<std::string> FunctionsCheckingTheirThread()
+{
+    std::vector<std::string> names;
+    const std::regex exported(R"(VORN_EXPORT[^{;]*?(\w+)\s*\([^{;]*\{\s*VORN_CHECK_THREAD)");
+    for (const auto& entry : std::filesystem::directory_iterator(VORN_EXPORTS_DIR "/../../Src/VORN/Src")) {
+        if (entry.path().extension() != ".cpp")
+            continue;
+        std::ostringstream text;
+        text << std::ifstream(entry.path()).rdbuf();
+        const std::string source = text.str();
+        for (std::sregex_iterator it(source.begin(), source.end(), exported), end; it != end; ++it)
+            names.push_back((*it)[1]);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST_F(CheckedModeTest, EveryFunctionThatChecksItsThreadRefusesAnotherAndIsReportedByName)
+{
+    StartAgents(1);
+    VORNSetCheckedMode(1);
+    host->ClearRecord();
+    std::thread([] { for (const CheckedCall& row : kCheckedCalls) row.call(); }).join();
+    VORNEventHook(5, nullptr, 0.0f);
+    std::vector<std::string> reported, table;
+    const std::regex refused(" called (\\w+) from a thread other than ");
+    for (const std::string& write : host->debugWrites) {
+        std::smatch match;
+        if (std::regex_search(write, match, refused))
+            reported.push_back(match[1]);
+    }
+    for (const CheckedCall& row : kCheckedCalls)
+        table.push_back(row.name);
+    std::sort(reported.begin(), reported.end());
+    std::sort(table.begin(), table.end());
+    EXPECT_THAT(reported, ElementsAreArray(table));
+    EXPECT_THAT(FunctionsCheckingTheirThread(), ElementsAreArray(table));
 }
 
 }  // namespace
