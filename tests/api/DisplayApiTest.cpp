@@ -125,6 +125,8 @@ struct StepCase {
 TEST_F(DisplayApiTest, EachDrawingStepRunsItsPhaseAndAnswersAsTabled)
 {
     StartAgents(2);
+    for (int step = 1; step <= 26; ++step)
+        EXPECT_EQ(VORNDoDrawingHook(step, 0), 1) << "with nothing registered the host draws, step " << step;
     std::vector<Cb> cbs;
     cbs.reserve(30);
     for (int phase : {0, 5, 10, 15, 20, 25, 30, 35, 40, 45, 50, 55, 100, 101, 102}) {
