@@ -1144,8 +1144,11 @@ void KeyPress(const Action& act)
     const int stage = act.c % 3;
     Rec* focus = stage == 1 ? WindowRec(VORNFocusWindow()) : nullptr;
     const int before = focus != nullptr ? focus->calls : 0;
+    // Asked before the key goes in: the focus window's key callback may
+    // disable its own plug-in, and the key is still taken.
+    const bool callable = focus != nullptr && OwnerCallable(focus->owner);
     const int result = VORNKeyPressHook(key, act.b & 1, key, stage);
-    if (focus != nullptr && OwnerCallable(focus->owner)) {
+    if (callable) {
         Check(result == 0, "key not taken by the focus window");
         Check(focus->calls > before, "focus window key calls", focus->calls - before);
     } else if (focus != nullptr) {
