@@ -100,14 +100,22 @@ public:
     void Run(Registry& registry, int passes)
     {
         mRegistry = &registry;
-        // A quarter of the scripts start with a handful of loops, so that the
-        // registry crosses the size below which passes walk the list.
-        const int initial = Pick(4) == 0 ? Pick(7) : 10 + Pick(40);
+        // A quarter of the scripts keep a handful of loops, so that the
+        // registry crosses the size below which passes walk the list, both
+        // ways and often.
+        const bool few = Pick(4) == 0;
+        mCap = few ? 7 : 80;
+        const int initial = few ? Pick(7) : 10 + Pick(40);
         for (int i = 0; i < initial; ++i)
             CreateOne(RandomPlugin());
         for (mPass = 1; mPass <= passes; ++mPass) {
             for (int n = Pick(4); n > 0; --n)
                 Act(RandomPlugin(), -1, -1);
+            const int doomed = few && Pick(3) == 0 ? RandomLive(-1, -1) : -1;
+            if (doomed >= 0) {
+                mRegistry->Destroy(mLoops[doomed].owner, doomed);
+                Retire([&](const LoopInfo& loop) { return &loop == &mLoops[doomed]; });
+            }
             if (Pick(8) == 0)
                 mRegistry->SetEnabled(RandomPlugin(), Pick(3) != 0);
             mRegistry->Pass(NextPassTime(), RandomSelector());
@@ -239,7 +247,7 @@ private:
         const int roll = Pick(200);
         const int target = RandomLive(callback, tag);
         if (roll < 60) {
-            if (mLive.size() < 80)
+            if (mLive.size() < static_cast<size_t>(mCap))
                 CreateOne(Pick(3) == 0 ? RandomPlugin() : caller);
         } else if (roll < 120) {
             if (target >= 0)
@@ -280,6 +288,7 @@ private:
     Registry* mRegistry = nullptr;
     std::vector<LoopInfo> mLoops;  // by creation number
     std::vector<int> mLive;        // loops whose handles may be used
+    int mCap = 80;                 // no more live loops than this
     float mTime = 0.0f;
     int mPass = 0;
     int mNesting = 0;

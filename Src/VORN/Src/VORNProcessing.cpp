@@ -46,6 +46,11 @@ struct PhaseQueues {
     float lastPassTime = std::numeric_limits<float>::quiet_NaN();
 };
 
+// With no more loops than this in the registry a pass walks the list: a
+// walk that short costs less than consulting the queues, which are kept up
+// to date all the same.
+const int32_t kFewLoops = 4;
+
 struct ProcessingState {
     // Newest first: loops created during a pass are first met in the next.
     VORNResourceList<VORNFlightLoopRecord> flightLoops{ForgetLoop};
@@ -72,6 +77,10 @@ struct ProcessingState {
     std::vector<VORNFlightLoopRecord*> merged;  // scratch for that join
     // Whether the queues hold every scheduled loop (see QueueFiling).
     uint8_t filing = kUnfiled;
+    // A pass walks the list when the registry has at most this many loops:
+    // kFewLoops while nothing is filed, -1 while the queues are filed (the
+    // queued pass that finds the registry that small empties them).
+    int32_t listWalkLimit = kFewLoops;
 };
 
 ProcessingState gProcessing;
@@ -83,10 +92,6 @@ const int kCreateParamsSize = 24;
 // from one pass of a phase to the next.
 const float kNearPasses = 2.0f;
 
-// With no more loops than this in the registry a pass walks the list: a
-// walk that short costs less than consulting the queues, which are kept up
-// to date all the same.
-const int32_t kFewLoops = 4;
 
 // ProcessingState::readySerial when the queued walk must hand over to a plain
 // walk: a callback drove a nested pass, or memory ran out.
@@ -194,6 +199,7 @@ __attribute__((always_inline)) inline bool RunLoop(VORNFlightLoopRecord& loop, f
 void LoseQueues()
 {
     gProcessing.filing = kLost;
+    gProcessing.listWalkLimit = kFewLoops;  // the list walk needs no queue
     gProcessing.readySerial = kHandOver;
     gProcessing.walkingPhase = -1;
 }
@@ -423,11 +429,14 @@ __attribute__((noinline)) void CloseNear(PhaseQueues& queues)
 }
 
 // The plain walk: every record from first on, newest first.
+// Filed says whether the queues may be filed while it runs; a walk of a
+// registry of a few loops, which nothing files, skips the rescheduling.
+template <bool kFiled = true>
 inline void WalkList(VORNFlightLoopRecord* first, float passTime, int32_t phase)
 {
     for (auto* loop = first; loop != nullptr; loop = LoopList::Next(loop)) {
         if (!loop->dead && loop->phase == phase && IsDue(*loop, passTime) &&
-            RunLoop(*loop, passTime))
+            RunLoop(*loop, passTime) && kFiled)
             Reschedule(*loop);
     }
 }
@@ -550,6 +559,7 @@ __attribute__((noinline)) void UnfileAll()
         queues.passes = VORNFlightLoopHeap();
     }
     s.filing = kUnfiled;
+    s.listWalkLimit = kFewLoops;
 }
 
 // The registry grew past a few loops: every scheduled loop goes to its queue.
@@ -557,8 +567,29 @@ __attribute__((noinline)) void FileAll()
 {
     ProcessingState& s = gProcessing;
     s.filing = kFiled;
+    s.listWalkLimit = -1;
     for (auto* loop = s.flightLoops.First(); loop != nullptr; loop = LoopList::Next(loop))
         Reschedule(*loop);
+}
+
+// Any pass but a list walk of a few loops: the queued pass (filing the
+// queues first if the registry has just grown, emptying them after if it has
+// shrunk), or the plain walk inside another pass or with the queues lost.
+__attribute__((noinline)) void RunFiledPass(float passTime, int32_t phase)
+{
+    ProcessingState& s = gProcessing;
+    if (s.flightLoops.Depth() != 0 || s.filing == kLost) {
+        RunPlainPass(passTime, phase);
+        return;
+    }
+    if (s.filing == kUnfiled)
+        FileAll();
+    if (s.filing == kFiled)
+        RunQueuedPass(passTime, phase);
+    else
+        RunPlainPass(passTime, phase);  // memory ran out while filing
+    if (s.filing == kFiled && s.linkedLoops <= kFewLoops && s.flightLoops.Depth() == 0)
+        UnfileAll();
 }
 
 // Sends message and returns false unless the dispatched plug-in owns loop.
@@ -675,18 +706,11 @@ int VORNDoFlightLoopProcessing(float passTime, int phaseSelector)
     const int32_t phase = phaseSelector != 0 ? 1 : 0;
     // No other iteration of the list calls plug-in code, so an iteration
     // running now is a pass whose callback drives this one.
-    if (s.linkedLoops <= kFewLoops && s.flightLoops.Depth() == 0) {
-        if (s.filing == kFiled)
-            UnfileAll();
+    if (s.linkedLoops <= s.listWalkLimit && s.flightLoops.Depth() == 0) {
         StIterate<VORNFlightLoopRecord> iterate(s.flightLoops);
-        WalkList(s.flightLoops.First(), passTime, phase);
+        WalkList<false>(s.flightLoops.First(), passTime, phase);
     } else {
-        if (s.filing == kUnfiled && s.flightLoops.Depth() == 0)
-            FileAll();
-        if (s.filing == kFiled && s.flightLoops.Depth() == 0)
-            RunQueuedPass(passTime, phase);
-        else
-            RunPlainPass(passTime, phase);
+        RunFiledPass(passTime, phase);
     }
     // A reload unloads modules, so it waits until no pass is running (a
     // plug-in could drive a pass from inside one of its callbacks).
