@@ -45,4 +45,7 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    try:
+        main()
+    except BrokenPipeError:  # piped into head: the reader has all it wants
+        sys.stderr.close()
