@@ -47,8 +47,8 @@ struct PhaseQueues {
 };
 
 // With no more loops than this in the registry a pass walks the list: a
-// walk that short costs less than consulting the queues, which are kept up
-// to date all the same.
+// walk that short costs less than consulting the queues, which are then
+// left empty (see QueueFiling).
 const int32_t kFewLoops = 4;
 
 struct ProcessingState {
@@ -429,8 +429,8 @@ __attribute__((noinline)) void CloseNear(PhaseQueues& queues)
 }
 
 // The plain walk: every record from first on, newest first.
-// Filed says whether the queues may be filed while it runs; a walk of a
-// registry of a few loops, which nothing files, skips the rescheduling.
+// kFiled says whether the queues may be filed while the walk runs; the walk
+// of a registry of a few loops, whose queues are empty, skips rescheduling.
 template <bool kFiled = true>
 inline void WalkList(VORNFlightLoopRecord* first, float passTime, int32_t phase)
 {
