@@ -194,6 +194,11 @@ struct PluginModel {
     const PluginRecord* record = nullptr;
     std::set<int> held;  // commands begun
     Script messageScript;
+    // Its disable hooks run while it is still enabled: a waiting plug-in's
+    // callback may hand the aircraft straight back to it, and then it keeps
+    // them through its disable and its unload.
+    bool disabling = false;
+    bool keepsAircraft = false;
 };
 
 class Reader {
@@ -805,8 +810,10 @@ void DoWriteShared(const Action& act)
 void DoAcquirePlanes(const Context& cx, const Action& act)
 {
     Rec& rec = Register(cx, kPlanes, act);
-    if (VORNAcquirePlanes(nullptr, PlanesCB, &rec) == 1)
+    if (VORNAcquirePlanes(nullptr, PlanesCB, &rec) == 1) {
         rec.alive = false;  // not queued: never called
+        gPlugins[cx.me].keepsAircraft = gPlugins[cx.me].disabling;
+    }
 }
 
 void DoControlCamera(const Context& cx, const Action& act)
@@ -846,7 +853,10 @@ void DoEnable(int id)
 
 void DoDisable(int id)
 {
+    const bool outer = gPlugins[id].disabling;
+    gPlugins[id].disabling = true;
     VORNDisablePlugin(id);
+    gPlugins[id].disabling = outer;
     Check(!gPlugins[id].enabled, "still enabled after a disable", id);
 }
 
@@ -1071,8 +1081,9 @@ void CheckModel()
     CheckFocusAndDrag();
     CheckWindowsAndLoops();
     const int aircraftOwner = VORNPlanesOwner();
-    Check(aircraftOwner == VORN_NO_PLUGIN_ID || OwnerCallable(aircraftOwner), "aircraft owner",
-          aircraftOwner);
+    Check(aircraftOwner == VORN_NO_PLUGIN_ID || OwnerCallable(aircraftOwner) ||
+              gPlugins[aircraftOwner].keepsAircraft,
+          "aircraft owner", aircraftOwner);
     Check(!VORNIsCameraBeingControlled(nullptr) || OwnerCallable(VORNCameraController()),
           "camera controller", VORNCameraController());
 }

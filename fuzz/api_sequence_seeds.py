@@ -22,12 +22,9 @@ def step(op, who=0, a=0, b=0, c=0, script=None):
     """One step; who 0..2 is plug-in 1..3 (bit 0x40: script is the message script)."""
     out = bytes([OP[op], who, a, b, c])
     if op in REGISTERS or who & 0x40:
-        script = script or []
-        out += bytes([len(script)])
-        for action in script:
-            name, *args = action
-            args = list(args) + [0] * (3 - len(args))
-            out += bytes([OP[name]] + args)
+        out += bytes([len(script or [])])
+        for name, *args in script or []:
+            out += bytes([OP[name]] + args + [0] * (3 - len(args)))
     return out
 
 
@@ -55,16 +52,14 @@ SEEDS = {
     # it loses the focus) destroys itself and gives the focus to a third.
     "focus_moves_in_callbacks": [
         step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0), ("TakeFocus", 2)]),
-        step("CreateWindow", 1, 0, 0, 1, [("TakeFocus", 0)]),
-        step("CreateWindow", 2, 0, 0, 1),
+        step("CreateWindow", 1, 0, 0, 1, [("TakeFocus", 0)]), step("CreateWindow", 2, 0, 0, 1),
         step("TakeFocus", 0, 0), step("TakeFocus", 1, 1), step("KeyPress", 0, 0, 0, 1),
         step("DisablePlugin", 1, 0), step("KeyPress", 0, 1, 0, 1),
     ],
     # A mouse-down taken by a window whose drag callback destroys it, and a
     # plug-in disabled while its window is being dragged.
     "drag_and_disable": [
-        step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0)]),
-        step("CreateWindow", 1, 9, 0, 1),
+        step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0)]), step("CreateWindow", 1, 9, 0, 1),
         step("MouseDown", 0, 5, 5), step("MouseDrag", 0, 6, 6, 1), step("MouseUp", 0, 6, 6),
         step("MouseDown", 0, 15, 15), step("DisablePlugin", 0, 2), step("MouseDrag", 0, 7, 7),
         step("MouseUp", 0, 7, 7), step("EnablePlugin", 0, 2),
@@ -107,8 +102,7 @@ SEEDS = {
     # The aircraft and the camera change hands inside their callbacks.
     "planes_and_camera": [
         step("AcquirePlanes", 0), step("AcquirePlanes", 1, 0, 0, 0, [("ReleasePlanes",)]),
-        step("AcquirePlanes", 2, 0, 0, 0, [("DisablePlugin", 0)]),
-        step("ReleasePlanes", 0),
+        step("AcquirePlanes", 2, 0, 0, 0, [("DisablePlugin", 0)]), step("ReleasePlanes", 0),
         step("ControlCamera", 0, 0, 0, 1, [("ControlCamera", 1)]), step("CameraHook"),
         step("ControlCamera", 1, 0, 0, 1), step("DisablePlugin", 1, 0), step("CameraHook"),
         step("CreateProbe", 2), step("DestroyProbe", 0, 0), step("CreateProbe", 1),
@@ -156,6 +150,13 @@ SEEDS = {
         step("AcquirePlanes", 0), step("CreateWindow", 0, 0, 0, 14),
         step("AcquirePlanes", 2, 0, 0, 0, [("TakeFocus", 1)]), step("DisablePlugin", 0, 0),
     ],
+    # Disabling the aircraft owner calls a waiting plug-in back while the owner
+    # is still enabled; the callback's message makes the owner acquire again,
+    # and it keeps the aircraft through its disable and its unload.
+    "finding_aircraft_taken_back_during_disable": [
+        step("AcquirePlanes", 0x40, 0, 0, 0, [("AcquirePlanes",)]),
+        step("AcquirePlanes", 2, 0, 0, 0, [("SendMessage", 1)]), step("DisablePlugin", 0, 0),
+    ],
     # The camera callback, told it loses control because its plug-in is being
     # disabled, disables the plug-in again: the disable callback ran twice.
     "finding_disable_from_a_farewell_callback": [
@@ -171,13 +172,9 @@ SEEDS = {
 }
 
 
-def main():
+if __name__ == "__main__":
     folder = os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus", "api_sequence")
     os.makedirs(folder, exist_ok=True)
     for name, steps in SEEDS.items():
         with open(os.path.join(folder, name), "wb") as out:
             out.write(b"".join(steps))
-
-
-if __name__ == "__main__":
-    main()

@@ -39,16 +39,12 @@ const char kGuardByte = '\xA5';
 char gGuardTarget;  // guard slots point here; the library never hands it out
 char* const kGuardSlot = &gGuardTarget;
 
-[[noreturn]] void Fail(const char* what)
-{
-    std::fprintf(stderr, "fuzz_paths: %s\n", what);
-    std::abort();
-}
-
 void Check(bool ok, const char* what)
 {
-    if (!ok)
-        Fail(what);
+    if (!ok) {
+        std::fprintf(stderr, "fuzz_paths: %s\n", what);
+        std::abort();
+    }
 }
 
 // ---- VORNExtractFileAndPath --------------------------------------------------
@@ -82,30 +78,27 @@ void FuzzExtract(const std::string& text)
 
 // One call's arguments; sizes and counts may be zero or negative.
 struct Request {
-    bool nullPath = false;
-    int offset = 0;
-    bool withNames = true;
-    int bufSize = 0;
-    bool withIndices = true;
-    int indexCount = 0;
-    bool withTotal = true;
+    bool nullPath = false, withNames = true, withIndices = true, withTotal = true;
     bool withReturned = true;
+    int offset = 0, bufSize = 0, indexCount = 0;
 };
 
 // What one call must leave behind, guards included. Negative sizes and counts
 // are taken as no room at all.
 struct Outcome {
-    int result = 0;
-    int returned = 0;
+    explicit Outcome(const Request& rq)
+        : names(kGuard + std::max(rq.bufSize, 0) + kGuard, kGuardByte),
+          slots(kGuard + std::max(rq.indexCount, 0) + 1 + kGuard, kGuardSlot)
+    {
+    }
+    int result = 0, returned = 0;
     std::vector<char> names;
     std::vector<char*> slots;
 };
 
 Outcome Model(const std::vector<std::string>& order, const Request& rq, char* namesBase)
 {
-    Outcome out;
-    out.names.assign(kGuard + std::max(rq.bufSize, 0) + kGuard, kGuardByte);
-    out.slots.assign(kGuard + std::max(rq.indexCount, 0) + 1 + kGuard, kGuardSlot);
+    Outcome out(rq);
     long room = (rq.withNames && rq.bufSize > 0) ? rq.bufSize : 0;
     const int slotCount = std::max(rq.indexCount, 0);
     const int total = static_cast<int>(order.size());
@@ -139,19 +132,15 @@ Outcome Model(const std::vector<std::string>& order, const Request& rq, char* na
 // returns the outcome.
 Outcome Call(const std::string& dir, const std::vector<std::string>& order, const Request& rq)
 {
-    Outcome got;
-    got.names.assign(kGuard + std::max(rq.bufSize, 0) + kGuard, kGuardByte);
-    got.slots.assign(kGuard + std::max(rq.indexCount, 0) + 1 + kGuard, kGuardSlot);
-    char* const namesBuf = rq.withNames ? &got.names[kGuard] : nullptr;
-    int total = -7;
-    int returned = -7;
+    Outcome got(rq);
+    int total = -7, returned = -7;
     got.result = VORNGetDirectoryContents(rq.nullPath ? nullptr : dir.c_str(), rq.offset,
-                                          namesBuf, rq.bufSize,
+                                          rq.withNames ? &got.names[kGuard] : nullptr, rq.bufSize,
                                           rq.withIndices ? &got.slots[kGuard] : nullptr,
                                           rq.indexCount, rq.withTotal ? &total : nullptr,
                                           rq.withReturned ? &returned : nullptr);
-    const std::vector<std::string> none;
-    const Outcome want = Model(rq.nullPath ? none : order, rq, &got.names[kGuard]);
+    const Outcome want =
+        Model(rq.nullPath ? std::vector<std::string>() : order, rq, &got.names[kGuard]);
     Check(got.result == want.result, "result differs from the model");
     Check(got.names == want.names, "names buffer differs from the model (or a guard byte changed)");
     Check(got.slots == want.slots, "index slots differ from the model (or a guard slot changed)");
@@ -167,20 +156,16 @@ Outcome Call(const std::string& dir, const std::vector<std::string>& order, cons
 // dominate the run).
 char gScratchRoot[64];
 
-void RemoveScratchRoot()
-{
-    std::error_code ignored;
-    fs::remove_all(gScratchRoot, ignored);
-}
-
 const char* ScratchRoot()
 {
     if (gScratchRoot[0] == '\0') {
         const char* base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
         std::snprintf(gScratchRoot, sizeof gScratchRoot, "%s/vorn-fuzz-paths-XXXXXX", base);
-        if (mkdtemp(gScratchRoot) == nullptr)
-            Fail("mkdtemp failed");
-        std::atexit(RemoveScratchRoot);
+        Check(mkdtemp(gScratchRoot) != nullptr, "mkdtemp failed");
+        std::atexit([] {
+            std::error_code ignored;
+            fs::remove_all(gScratchRoot, ignored);
+        });
     }
     return gScratchRoot;
 }
@@ -202,23 +187,18 @@ std::set<std::string> LayOut(FuzzedDataProvider& in, const std::string& dir)
 {
     std::error_code ignored;
     fs::remove_all(dir, ignored);
-    if (mkdir(dir.c_str(), 0700) != 0)
-        Fail("cannot create the scratch folder");
+    Check(mkdir(dir.c_str(), 0700) == 0, "cannot create the scratch folder");
     std::set<std::string> names;
     const size_t count = in.ConsumeIntegralInRange<size_t>(0, 40);
     for (size_t i = 0; i < count; ++i) {
         const std::string name = NameFrom(in, i);
         const std::string path = dir + "/" + name;
-        bool made = false;
-        if (in.ConsumeIntegralInRange<int>(0, 3) == 0) {
-            made = mkdir(path.c_str(), 0700) == 0;
-        } else {
-            const int fd = open(path.c_str(), O_CREAT | O_WRONLY, 0600);
-            made = fd >= 0;
-            if (fd >= 0)
-                close(fd);
-        }
-        if (made)
+        const int fd = in.ConsumeIntegralInRange<int>(0, 3) == 0
+                           ? mkdir(path.c_str(), 0700)
+                           : open(path.c_str(), O_CREAT | O_WRONLY, 0600);
+        if (fd > 0)
+            close(fd);
+        if (fd >= 0)
             names.insert(name);
     }
     return names;
@@ -229,8 +209,7 @@ std::vector<std::string> ReaddirOrder(const std::string& dir)
 {
     std::vector<std::string> order;
     DIR* d = opendir(dir.c_str());
-    if (d == nullptr)
-        Fail("cannot list the scratch folder");
+    Check(d != nullptr, "cannot list the scratch folder");
     while (const dirent* entry = readdir(d)) {
         if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
             order.push_back(entry->d_name);
@@ -239,17 +218,12 @@ std::vector<std::string> ReaddirOrder(const std::string& dir)
     return order;
 }
 
-int AnyInt(FuzzedDataProvider& in, int low, int high)
-{
-    return in.ConsumeBool() ? in.ConsumeIntegralInRange<int>(low, high)
-                            : in.ConsumeIntegral<int>();
-}
-
 Request RandomRequest(FuzzedDataProvider& in, int total, int bytesNeeded)
 {
     Request rq;
     rq.nullPath = in.ConsumeIntegralInRange<int>(0, 15) == 0;
-    rq.offset = AnyInt(in, -2, total + 2);
+    rq.offset = in.ConsumeBool() ? in.ConsumeIntegralInRange<int>(-2, total + 2)
+                                 : in.ConsumeIntegral<int>();
     rq.withNames = in.ConsumeIntegralInRange<int>(0, 7) != 0;
     rq.bufSize = in.ConsumeIntegralInRange<int>(-3, bytesNeeded + 4);
     rq.withIndices = in.ConsumeIntegralInRange<int>(0, 3) != 0;

@@ -1,6 +1,5 @@
-// The host's entry points, driven through the real shared library: their
-// exact results and what they leave behind. (Out-of-range event codes and
-// the other bad arguments are rows of the bad-input matrix.)
+// The host's entry points, driven through the real shared library: their exact results and
+// what they leave behind (bad arguments are rows of the bad-input matrix).
 
 #include "HostFixture.h"
 #include "VORN/VORNPlugin.h"
@@ -19,19 +18,17 @@ namespace {
 // Start with a missing and with an empty plug-ins folder; shutdown; restart.
 TEST_F(HostTest, StartRegistersTheHostAsZeroShutdownEmptiesRestartNumbersAgain)
 {
-    EXPECT_EQ(Start(), 19);
-    EXPECT_EQ(VORNInitialized(), 1);
-    EXPECT_EQ(VORNCountPlugins(), 1);
-    EXPECT_EQ(VORNFindPluginBySignature("corvane.taravel.taravel"), 0);
-    EXPECT_EQ(VORNIsPluginEnabled(0), 1);
-    EXPECT_EQ(VORNGetMyID(), 0);
-    EXPECT_STREQ(VORNDebugGetCurrentPluginName(), "[VORN_PLUGIN_TARAVEL]");
-    VORNShutdownPlugins();
-    EXPECT_EQ(VORNCountPlugins(), 0);
-    root.MakeDir("Resources/plugins");
-    EXPECT_EQ(Start(), 19);
-    EXPECT_EQ(VORNCountPlugins(), 1);
-    EXPECT_EQ(VORNFindPluginBySignature("corvane.taravel.taravel"), 0);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(Start(), 19);
+        EXPECT_EQ(VORNInitialized() * 100 + VORNCountPlugins() * 10 + VORNIsPluginEnabled(0), 111);
+        EXPECT_EQ(VORNFindPluginBySignature("corvane.taravel.taravel"), 0);
+        EXPECT_EQ(VORNGetMyID(), 0);
+        EXPECT_STREQ(VORNDebugGetCurrentPluginName(), "[VORN_PLUGIN_TARAVEL]");
+        VORNShutdownPlugins();
+        started = false;
+        EXPECT_EQ(VORNCountPlugins(), 0);
+        root.MakeDir("Resources/plugins");
+    }
 }
 
 TEST_F(HostTest, EventZeroRepeatsHeldButtons)
@@ -54,8 +51,7 @@ TEST_F(HostTest, PluginModulesReachTheLibraryThroughItsExportedSymbols)
     ASSERT_NE(module, nullptr) << dlerror();
     auto start = reinterpret_cast<VPluginStart_f>(dlsym(module, "VPluginStart"));
     auto report = reinterpret_cast<void (*)(void)>(dlsym(module, "ProbeReportIdentity"));
-    ASSERT_NE(start, nullptr);
-    ASSERT_NE(report, nullptr);
+    ASSERT_TRUE(start != nullptr && report != nullptr);
     char name[256], signature[256], description[256];
     EXPECT_EQ(start(name, signature, description), 1);
     EXPECT_STREQ(signature, "test.probe.basic");

@@ -1,6 +1,5 @@
-// What the loader makes of each file and folder layout it may meet below the
-// plug-ins folder: one row per layout, with every write of the log and the
-// plug-ins that end up registered.
+// What the loader makes of each file and folder layout below the plug-ins folder: one row per
+// layout, with every write of the log and the plug-ins that end up registered.
 
 #include "PluginRoot.h"
 
@@ -41,10 +40,7 @@ Writes operator+(Writes a, const Writes& b)
     return a;
 }
 
-Writes Loaded(const std::string& path, const std::string& name)
-{
-    return {"Loaded: ", path, " (", name, ").\n\n"};
-}
+Writes Loaded(const std::string& path, const std::string& name) { return {"Loaded: ", path, " (", name, ").\n\n"}; }
 
 // The system loader's error in three writes, its text naming the file.
 Writes DlError(const std::string& path, const std::string& text = "")
@@ -52,10 +48,7 @@ Writes DlError(const std::string& path, const std::string& text = "")
     return {"dlerror:", text.empty() ? ::testing::HasSubstr(path) : Text(path + text), "\n"};
 }
 
-Writes Failed(const std::string& path)
-{
-    return DlError(path) + Writes{"Failed: ", path, kNotLoadable};
-}
+Writes Failed(const std::string& path) { return DlError(path) + Writes{"Failed: ", path, kNotLoadable}; }
 
 class BadModuleTest : public LoaderTest, public ::testing::WithParamInterface<Layout> {
 public:
@@ -82,8 +75,7 @@ protected:
 std::vector<Layout> BadModuleTest::Layouts()
 {
     return {
-        {"LoadOrderIsAdminThenPlainFilesThenFatFoldersInByteOrder",
-         [](BadModuleTest& t) {
+        {"LoadOrderIsAdminThenPlainFilesThenFatFoldersInByteOrder", [](BadModuleTest& t) {
              const std::string b = t.AddScripted("b.vpl", "b", "t.b");
              const std::string a = t.AddScripted("A.VPL", "A", "t.A");
              const std::string latin = t.AddScripted("\xff\xfe.vpl", "\xe9t\xe9", "t.latin");
@@ -92,10 +84,8 @@ std::vector<Layout> BadModuleTest::Layouts()
              const std::string admin = t.AddScripted("PluginAdmin/64/lin.vpl", "admin", "t.ad");
              return Loaded(admin, "admin") + Loaded(a, "A") + Loaded(b, "b") +
                     Loaded(latin, "\xe9t\xe9") + Loaded(af, "fat a") + Loaded(z, "fat z");
-         },
-         {"Taravel", "admin", "A", "b", "\xe9t\xe9", "fat a", "fat z"}},
-        {"AdministrationAndFrameworkFoldersAreSkipped",
-         [](BadModuleTest& t) {
+         }, {"Taravel", "admin", "A", "b", "\xe9t\xe9", "fat a", "fat z"}},
+        {"AdministrationAndFrameworkFoldersAreSkipped", [](BadModuleTest& t) {
              t.AddScripted("xPluginAdminx.vpl", "plain admin", "t.pa");
              t.AddScripted("MyPluginAdminTool/lin.vpl", "folder admin", "t.fa");
              t.AddScripted("VORN.framework/lin.vpl", "framework", "t.fw");
@@ -103,10 +93,8 @@ std::vector<Layout> BadModuleTest::Layouts()
              // A name that is all suffix is a module's name all the same.
              const std::string dot = t.AddScripted(".vpl", "dot", "t.dot");
              return Loaded(dot, "dot") + Loaded(t.AddScripted("ok.vpl", "ok", "t.ok"), "ok");
-         },
-         {"Taravel", "dot", "ok"}},
-        {"FilesThatAreNotModulesFailOneByOneInNameOrder",
-         [](BadModuleTest& t) {
+         }, {"Taravel", "dot", "ok"}},
+        {"FilesThatAreNotModulesFailOneByOneInNameOrder", [](BadModuleTest& t) {
              std::vector<std::string> broken = {
                  t.root.WriteFile("Resources/plugins/text.vpl", "#!/bin/sh\necho hello\n"),
                  t.root.MakeDir("Resources/plugins/folder.vpl"),
@@ -118,77 +106,56 @@ std::vector<Layout> BadModuleTest::Layouts()
              for (const std::string& path : broken)
                  writes = writes + Failed(path);
              return writes + Loaded(t.AddScripted("zz.vpl", "Ok", "t.ok"), "Ok");
-         },
-         {"Taravel", "Ok"}},
-        // Mapped, they would fault the process: turned away first, in the
-        // system loader's words.
-        {"ModulesCutInsideTheirSegmentsAreTooShort",
-         [](BadModuleTest& t) {
+         }, {"Taravel", "Ok"}},
+        // Mapped, they would fault the process: turned away first, in the system loader's words.
+        {"ModulesCutInsideTheirSegmentsAreTooShort", [](BadModuleTest& t) {
              const std::string half =
                  t.Cut("cuthalf.vpl", fs::file_size(TestPluginPath("scripted")) / 2);
              const std::string inside = t.Cut("cut1024.vpl", 1024);
              return DlError(inside, ": file too short") + Writes{"Failed: ", inside, kNotLoadable} +
                     DlError(half, ": file too short") + Writes{"Failed: ", half, kNotLoadable};
-         },
-         {"Taravel"}},
-        {"AModuleWithoutStart",
-         [](BadModuleTest& t) {
+         }, {"Taravel"}},
+        {"AModuleWithoutStart", [](BadModuleTest& t) {
              const std::string path = t.InstallPlugin("no_start", "ns.vpl");
              return Writes{"Failed: ", path,
                            ".  (This file is a loadable DLL but is missing the VPluginStart "
                            "callback.)\n\n"};
-         },
-         {"Taravel"}},
-        // What it registered while starting would point into its closed
-        // module, and go to the next plug-in that takes its id.
-        {"APluginThatRefusesToStartLeavesNothing",
-         [](BadModuleTest& t) {
+         }, {"Taravel"}},
+        // What it registered while starting would point into its closed module.
+        {"APluginThatRefusesToStartLeavesNothing", [](BadModuleTest& t) {
              const std::string no = t.AddScripted("no.vpl", "No", "t.no", "start=0\nloop_in_start=1\n");
              return Writes{"Failed: ", no,
                            ". (The plugin refused to start by returning 0 from VPluginStart.)\n\n"} +
                     Loaded(t.AddScripted("yes.vpl", "Yes", "t.yes"), "Yes");
-         },
-         {"Taravel", "Yes"},
+         }, {"Taravel", "Yes"},
          {"<No:start id=1>", "<Yes:start id=1>", "<Yes:enable id=1>"}},
-        {"TheFirstPluginWithASignatureKeepsIt",
-         [](BadModuleTest& t) {
+        {"TheFirstPluginWithASignatureKeepsIt", [](BadModuleTest& t) {
              const std::string first = t.AddScripted("a.vpl", "First", "t.same");
              const std::string second = t.AddScripted("b.vpl", "Second", "t.same");
              return Loaded(first, "First") +
                     Writes{"Warning: ", second, " Signature: ", "t.same",
                            ". (A version of this plugin is already loaded.)\n"};
-         },
-         {"Taravel", "First"},
+         }, {"Taravel", "First"},
          {"<First:start id=1>", "<Second:start id=2>", "<Second:stop id=2>", "<First:enable id=1>"}},
-        {"AnEmptySignatureIsAlwaysTurnedAway",
-         [](BadModuleTest& t) {
+        {"AnEmptySignatureIsAlwaysTurnedAway", [](BadModuleTest& t) {
              return Writes{"Warning: ", t.AddScripted("empty.vpl", "Empty", ""), " Signature: ", "",
                            ". (A version of this plugin is already loaded.)\n"};
-         },
-         {"Taravel"}},
-        {"AFatFolderLoadsOnlyItsPreferredModule",
-         [](BadModuleTest& t) {
+         }, {"Taravel"}},
+        {"AFatFolderLoadsOnlyItsPreferredModule", [](BadModuleTest& t) {
              t.AddScripted("fat/lin.vpl", "Plain", "t.plain");
              return Loaded(t.AddScripted("fat/64/lin.vpl", "Sixty-four", "t.64"), "Sixty-four");
-         },
-         {"Taravel", "Sixty-four"}},
-        {"ABrokenPreferredModuleFallsBackSilently",
-         [](BadModuleTest& t) {
+         }, {"Taravel", "Sixty-four"}},
+        {"ABrokenPreferredModuleFallsBackSilently", [](BadModuleTest& t) {
              const std::string broken = t.Cut("fat/64/lin.vpl", 100);
              return DlError(broken) + Loaded(t.AddScripted("fat/lin.vpl", "Plain", "t.p"), "Plain");
-         },
-         {"Taravel", "Plain"}},
-        {"AFatFolderWithoutModuleIsSilent",
-         [](BadModuleTest& t) {
+         }, {"Taravel", "Plain"}},
+        {"AFatFolderWithoutModuleIsSilent", [](BadModuleTest& t) {
              t.root.MakeDir("Resources/plugins/empty/64");
              return Writes{};
-         },
-         {"Taravel"}},
-        // A link that leads to itself fails as a file and is logged by the
-        // search for folders; links to the folder itself and its parent hold
-        // no module.
-        {"SymbolicLinkLoopsAreSkipped",
-         [](BadModuleTest& t) {
+         }, {"Taravel"}},
+        // A link to itself fails as a file and is logged by the search for folders; links to
+        // the folder itself and its parent hold no module.
+        {"SymbolicLinkLoopsAreSkipped", [](BadModuleTest& t) {
              const std::string folder = t.root.MakeDir("Resources/plugins");
              fs::create_symlink("self.vpl", folder + "/self.vpl");
              fs::create_directory_symlink(".", folder + "/here");
@@ -196,27 +163,22 @@ std::vector<Layout> BadModuleTest::Layouts()
              return Loaded(t.AddScripted("ok.vpl", "Ok", "t.ok"), "Ok") +
                     Writes{"Failed: ", folder + "/self.vpl", kNotLoadable,
                            "name self.vpl, errno 40\n"};
-         },
-         {"Taravel", "Ok"}},
-        {"NamesAtTheFileSystemLimit",
-         [](BadModuleTest& t) {
+         }, {"Taravel", "Ok"}},
+        {"NamesAtTheFileSystemLimit", [](BadModuleTest& t) {
              // No room for a ".cfg" beside it: the plug-in keeps its defaults.
              const std::string plain = t.InstallPlugin("scripted", std::string(251, 'p') + ".vpl");
              const std::string fat = t.AddScripted(std::string(255, 'f') + "/64/lin.vpl", "Long", "t.l");
              return Loaded(plain, "Scripted") + Loaded(fat, "Long");
-         },
-         {"Taravel", "Scripted", "Long"}, {},
+         }, {"Taravel", "Scripted", "Long"}, {},
          [](BadModuleTest& t) {
              const std::string fat = t.root.Join("Resources/plugins/" + std::string(255, 'f') +
                                                  "/64/lin.vpl");
              EXPECT_EQ(VORNFindPluginByPath(fat.c_str()), 2);
              EXPECT_EQ(t.FilePathOf(2), fat.substr(0, 255));
          }},
-        {"UnterminatedStartBuffersAreCutAtTheirLastByte",
-         [](BadModuleTest& t) {
+        {"UnterminatedStartBuffersAreCutAtTheirLastByte", [](BadModuleTest& t) {
              return Loaded(t.InstallPlugin("unterminated", "careless.vpl"), std::string(255, 'N'));
-         },
-         {"Taravel", std::string(255, 'N')}, {},
+         }, {"Taravel", std::string(255, 'N')}, {},
          [](BadModuleTest&) {
              char signature[256], description[256];
              VORNGetPluginInfo(1, nullptr, nullptr, signature, description);

@@ -11,8 +11,4 @@ VORN_PLUGIN_ENTRY int VPluginStart(char* outName, char* outSignature, char* outD
     return 1;
 }
 
-VORN_PLUGIN_ENTRY int VPluginEnable(void)
-{
-    volatile int* nowhere = 0;
-    return *nowhere;
-}
+VORN_PLUGIN_ENTRY int VPluginEnable(void) { return *(volatile int*)0; }

@@ -6,10 +6,7 @@
 
 #include <string.h>
 
-static void OnError(const char* message)
-{
-    (void)message;
-}
+static void OnError(const char* message) { (void)message; }
 
 VORN_PLUGIN_ENTRY int VPluginStart(char* outName, char* outSignature, char* outDescription)
 {
@@ -23,8 +20,7 @@ VORN_PLUGIN_ENTRY int VPluginStart(char* outName, char* outSignature, char* outD
 VORN_PLUGIN_ENTRY int VPluginEnable(void)
 {
     VORNSaveDataFile(7, "situation.sit"); /* not a data-file kind */
-    /* Created on every enable and never destroyed. */
-    VORNCreateMenu("Faulty", NULL, 0, NULL, NULL);
+    VORNCreateMenu("Faulty", NULL, 0, NULL, NULL); /* on every enable, never destroyed */
     return 1;
 }
 

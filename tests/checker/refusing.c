@@ -11,7 +11,4 @@ VORN_PLUGIN_ENTRY int VPluginStart(char* outName, char* outSignature, char* outD
     return 1;
 }
 
-VORN_PLUGIN_ENTRY int VPluginEnable(void)
-{
-    return 0;
-}
+VORN_PLUGIN_ENTRY int VPluginEnable(void) { return 0; }

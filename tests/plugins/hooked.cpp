@@ -1,6 +1,5 @@
-// A C++ plug-in that runs test-installed code in each entry point (see
-// hooked.h). Its name is its file name without ".vpl" and its signature
-// "hooked:" + its path, so copies at several paths are several plug-ins.
+// A C++ plug-in running test-installed code in its entry points (hooked.h). Named by its file
+// name without ".vpl", signed "hooked:" + its path: copies at several paths are several plug-ins.
 #include "hooked.h"
 
 #include "agent.h"
@@ -33,10 +32,7 @@ std::string BaseName(const std::string& path)
 
 }  // namespace
 
-VORN_PLUGIN_ENTRY void HookedInstall(HookedHooks* hooks)
-{
-    gHooks = hooks;
-}
+VORN_PLUGIN_ENTRY void HookedInstall(HookedHooks* hooks) { gHooks = hooks; }
 
 VORN_PLUGIN_ENTRY int VPluginStart(char* outName, char* outSignature, char* outDescription)
 {
@@ -47,22 +43,10 @@ VORN_PLUGIN_ENTRY int VPluginStart(char* outName, char* outSignature, char* outD
     return gHooks != nullptr && gHooks->start ? gHooks->start() : 1;
 }
 
-VORN_PLUGIN_ENTRY int VPluginEnable(void)
-{
-    return gHooks != nullptr && gHooks->enable ? gHooks->enable() : 1;
-}
+VORN_PLUGIN_ENTRY int VPluginEnable(void) { return gHooks != nullptr && gHooks->enable ? gHooks->enable() : 1; }
 
-VORN_PLUGIN_ENTRY void VPluginDisable(void)
-{
-    if (gHooks != nullptr && gHooks->disable)
-        gHooks->disable();
-}
-
-VORN_PLUGIN_ENTRY void VPluginStop(void)
-{
-    if (gHooks != nullptr && gHooks->stop)
-        gHooks->stop();
-}
+VORN_PLUGIN_ENTRY void VPluginDisable(void) { if (gHooks != nullptr && gHooks->disable) gHooks->disable(); }
+VORN_PLUGIN_ENTRY void VPluginStop(void) { if (gHooks != nullptr && gHooks->stop) gHooks->stop(); }
 
 VORN_PLUGIN_ENTRY void VPluginReceiveMessage(VORNPluginID from, int message, void* param)
 {

@@ -1,9 +1,6 @@
-// The test's handle on the hooked test plug-in: a C++ plug-in whose entry
-// points run code the test installs, so that the test can make any of them
-// throw across the module boundary. A test opens the installed module with
-// dlopen before the library loads it (both get the same instance), looks up
-// HookedInstall and hands it a HookedHooks that outlives the plug-in.
-// The message AGENT_RUN_MESSAGE runs test code as the plug-in (agent.h).
+// The hooked test plug-in's entry points run code the test installs (so any of them can throw
+// across the module boundary): the test dlopens the installed module before the library does,
+// and hands HookedInstall hooks that outlive it. AGENT_RUN_MESSAGE runs code as it (agent.h).
 #ifndef VORN_TEST_HOOKED_H
 #define VORN_TEST_HOOKED_H
 

@@ -1,5 +1,4 @@
-/* A minimal plug-in written in C: it starts, and reports through the real
-   exported API what the library tells it. */
+/* A minimal C plug-in; ProbeReportIdentity logs "id=<my id> count=<plug-ins>". */
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNUtilities.h"
 
@@ -19,12 +18,9 @@ VORN_API int VPluginEnable(void) { return 1; }
 VORN_API void VPluginDisable(void) {}
 VORN_API void VPluginReceiveMessage(VORNPluginID from, int message, void* param)
 {
-    (void)from;
-    (void)message;
-    (void)param;
+    (void)from, (void)message, (void)param;
 }
 
-/* Called directly by tests: logs "id=<my id> count=<plug-ins>". */
 VORN_API void ProbeReportIdentity(void)
 {
     char line[64];

@@ -1,9 +1,7 @@
-/* A plug-in whose identity and answers come from a text file beside it:
-   "<module path>.cfg" with lines key=value (name, signature, description,
-   start, enable, send_on_message, loop_in_start). Copies of the one module at several
-   paths act as several different plug-ins. Every entry point logs
-   "<name:what id=N>" through the real API so that tests can follow the
-   order of events. */
+/* A plug-in configured by "<module path>.cfg" (see Setting), so that copies of it at several
+   paths act as several plug-ins. Every entry point logs "<name:what id=N>" through the real API.
+   The message 0x7100 with an int[3] stores there what VORNGetMyID() (twice) and
+   VORNCountPlugins() answer on a thread of its own. */
 #define _GNU_SOURCE
 #include "module_config.h"
 
@@ -11,14 +9,12 @@
 #include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
 
+#include <pthread.h>
 #include <stdio.h>
 #include <string.h>
 
-static char gName[256] = "Scripted";
-static char gSignature[256] = "";
-static char gDescription[256] = "Scripted test plug-in";
-static int gStartResult = 1;
-static int gEnableResult = 1;
+static char gName[256] = "Scripted", gSignature[256], gDescription[256] = "Scripted test plug-in";
+static int gStartResult = 1, gEnableResult = 1;
 static int gSendOnMessage = 0; /* message to broadcast when one arrives */
 static int gLoopInStart = 0;   /* register a flight loop due every pass while starting */
 
@@ -31,44 +27,41 @@ static void Say(const char* what)
 
 static void Setting(const char* key, const char* value)
 {
-    if (strcmp(key, "name") == 0)
-        snprintf(gName, sizeof gName, "%s", value);
-    else if (strcmp(key, "signature") == 0)
-        snprintf(gSignature, sizeof gSignature, "%s", value);
-    else if (strcmp(key, "description") == 0)
-        snprintf(gDescription, sizeof gDescription, "%s", value);
-    else if (strcmp(key, "start") == 0)
-        sscanf(value, "%d", &gStartResult);
-    else if (strcmp(key, "enable") == 0)
-        sscanf(value, "%d", &gEnableResult);
-    else if (strcmp(key, "send_on_message") == 0)
-        sscanf(value, "%d", &gSendOnMessage);
-    else if (strcmp(key, "loop_in_start") == 0)
-        sscanf(value, "%d", &gLoopInStart);
-}
-
-static void Configure(void)
-{
-    const char* modulePath = ModulePath((void*)&Configure);
-    if (modulePath == NULL)
-        return;
-    snprintf(gSignature, sizeof gSignature, "scripted:%s", modulePath);
-    ReadModuleConfig(modulePath, Setting);
+    char* const texts[] = {gName, gSignature, gDescription};
+    int* const numbers[] = {&gStartResult, &gEnableResult, &gSendOnMessage, &gLoopInStart};
+    const char* const keys[] = {"name", "signature", "description", /* then the numbers */
+                                "start", "enable", "send_on_message", "loop_in_start"};
+    for (int i = 0; i < 7; ++i) {
+        if (strcmp(key, keys[i]) == 0 && i < 3)
+            snprintf(texts[i], 256, "%s", value);
+        else if (strcmp(key, keys[i]) == 0)
+            sscanf(value, "%d", numbers[i - 3]);
+    }
 }
 
 static float EveryPass(float sinceLast, float sinceLoop, int counter, void* refcon)
 {
-    (void)sinceLast;
-    (void)sinceLoop;
-    (void)counter;
-    (void)refcon;
+    (void)sinceLast, (void)sinceLoop, (void)counter, (void)refcon;
     Say("loop");
     return -1.0f;
 }
 
+static void* MakeCalls(void* out)
+{
+    int* answers = (int*)out;
+    answers[0] = VORNGetMyID();
+    answers[1] = VORNGetMyID();
+    answers[2] = VORNCountPlugins();
+    return NULL;
+}
+
 VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescription)
 {
-    Configure();
+    const char* modulePath = ModulePath((void*)&Setting);
+    if (modulePath != NULL) {
+        snprintf(gSignature, sizeof gSignature, "scripted:%s", modulePath);
+        ReadModuleConfig(modulePath, Setting);
+    }
     strcpy(outName, gName);
     strcpy(outSignature, gSignature);
     strcpy(outDescription, gDescription);
@@ -78,10 +71,7 @@ VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescriptio
     return gStartResult;
 }
 
-VORN_API void VPluginStop(void)
-{
-    Say("stop");
-}
+VORN_API void VPluginStop(void) { Say("stop"); }
 
 VORN_API int VPluginEnable(void)
 {
@@ -97,8 +87,11 @@ VORN_API void VPluginDisable(void)
 VORN_API void VPluginReceiveMessage(VORNPluginID from, int message, void* param)
 {
     char what[128];
+    pthread_t thread;
     snprintf(what, sizeof what, "msg %d from %d param %s", message, from, param ? "set" : "null");
     Say(what);
     if (gSendOnMessage != 0 && message != gSendOnMessage)
         VORNSendMessageToPlugin(-1, gSendOnMessage, NULL);
+    if (message == 0x7100 && pthread_create(&thread, NULL, MakeCalls, param) == 0)
+        pthread_join(thread, NULL);
 }

@@ -12,6 +12,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace vorntest {
@@ -24,19 +25,21 @@ struct HostCall {
 
 // Formats one argument the way the recorder does, so tests can build the
 // expected text: strings quoted ("null" for a null char*), pointers in hex.
+std::string Hex(const void* pointer);
 std::string Fmt(const char* text);
-std::string Fmt(char* text);
-std::string Fmt(const void* pointer);
-std::string Fmt(void* pointer);
-std::string Fmt(const int* pointer);
-std::string Fmt(int* pointer);
-std::string Fmt(float* pointer);
-std::string Fmt(double* pointer);
-std::string Fmt(int value);
-std::string Fmt(long value);
-std::string Fmt(unsigned value);
-std::string Fmt(float value);
-std::string Fmt(double value);
+inline std::string Fmt(char* text) { return Fmt(static_cast<const char*>(text)); }
+template <typename T>
+std::string Fmt(T* pointer)
+{
+    return Hex(reinterpret_cast<const void*>(pointer));
+}
+template <typename T, typename = std::enable_if_t<std::is_arithmetic_v<T>>>
+std::string Fmt(T value)
+{
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
 
 template <typename... Args>
 std::string FmtArgs(Args... args)
@@ -61,11 +64,28 @@ public:
     // ---- what happened ----
     std::vector<HostCall> calls;         // every slot call, in order
     std::vector<std::string> debugWrites;  // each DebugString write separately
-    std::string Log() const;               // the writes concatenated
-    std::vector<std::string> CallNames() const;
+    std::string Log() const  // the writes concatenated
+    {
+        std::string all;
+        for (const std::string& write : debugWrites)
+            all += write;
+        return all;
+    }
+    std::vector<std::string> CallNames() const
+    {
+        std::vector<std::string> names;
+        for (const HostCall& call : calls)
+            names.push_back(call.name);
+        return names;
+    }
     std::vector<std::string> CallsNamed(const std::string& name) const;  // Text() of each
-    size_t CountCalls(const std::string& name) const;
-    void ClearRecord();
+    size_t CountCalls(const std::string& name) const { return CallsNamed(name).size(); }
+    void ClearRecord()
+    {
+        calls.clear();
+        debugWrites.clear();
+        messages.clear();
+    }
 
     // ---- results the slots give ----
     float elapsedTime = 0.0f;
@@ -116,7 +136,7 @@ public:
     };
     std::vector<Message> messages;
 
-    void Record(const std::string& name, const std::string& args);
+    void Record(const std::string& name, const std::string& args) { calls.push_back({name, args}); }
 
 private:
     std::vector<std::unique_ptr<std::string>> mCommandNames;

@@ -15,15 +15,12 @@
 
 namespace vorntest {
 
-inline const char* FreshProcessVariable()
-{
-    return "VORN_TEST_FRESH_PROCESS";
-}
+constexpr const char* kFreshProcessVariable = "VORN_TEST_FRESH_PROCESS";
 
 // True inside the process that RerunInFreshProcess started.
 inline bool InFreshProcess()
 {
-    return std::getenv(FreshProcessVariable()) != nullptr;
+    return std::getenv(kFreshProcessVariable) != nullptr;
 }
 
 // Runs this very test in a new process and fails unless it passes there.
@@ -35,7 +32,7 @@ inline void RerunInFreshProcess()
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        setenv(FreshProcessVariable(), "1", 1);
+        setenv(kFreshProcessVariable, "1", 1);
         execl("/proc/self/exe", "/proc/self/exe", filter.c_str(), "--gtest_brief=1",
               static_cast<char*>(nullptr));
         _exit(127);

@@ -25,10 +25,7 @@ namespace vorntest {
 
 // Errors sent to the RecordError callback, in order. Cleared by LibraryTest.
 inline std::vector<std::string> gErrors;
-inline void RecordError(const char* message)
-{
-    gErrors.emplace_back(message);
-}
+inline void RecordError(const char* message) { gErrors.emplace_back(message); }
 
 class LibraryTest : public ::testing::Test {
 protected:
@@ -47,7 +44,6 @@ protected:
         host.reset();
     }
 
-    // Every subsystem's process-wide state back to "just loaded".
     static void ResetLibrary() { ResetLibraryState(); }
 
     // Registers a plug-in record directly (no module) and returns its id.

@@ -31,9 +31,9 @@ protected:
         return fullPath;
     }
 
-    // The plug-ins' own "<name:what id=N>" lines, in order.
+    // The plug-ins' own "<name:what id=N>" lines, in order, and the library's
+    // own log writes (everything else).
     std::vector<std::string> PluginLines() const { return SplitWrites(true); }
-    // The library's own log writes (everything that is not a plug-in line).
     std::vector<std::string> LibraryWrites() const { return SplitWrites(false); }
 
     std::string NameOf(int id)

@@ -9,12 +9,10 @@ namespace fs = std::filesystem;
 
 namespace vorntest {
 
-TempDir::TempDir()
+TempDir::TempDir() : mPath((fs::temp_directory_path() / "vorn-test-XXXXXX").string())
 {
-    std::string pattern = (fs::temp_directory_path() / "vorn-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr)
+    if (mkdtemp(mPath.data()) == nullptr)
         throw std::runtime_error("mkdtemp failed");
-    mPath = pattern;
 }
 
 TempDir::~TempDir()
@@ -25,25 +23,27 @@ TempDir::~TempDir()
 
 std::string TempDir::MakeDir(const std::string& relative) const
 {
-    const std::string full = Join(relative);
-    fs::create_directories(full);
+    fs::create_directories(Join(relative));
+    return Join(relative);
+}
+
+// Join(relative), once its parent folder exists.
+static std::string WithParent(const std::string& full)
+{
+    fs::create_directories(fs::path(full).parent_path());
     return full;
 }
 
 std::string TempDir::WriteFile(const std::string& relative, const std::string& content) const
 {
-    const std::string full = Join(relative);
-    fs::create_directories(fs::path(full).parent_path());
-    std::ofstream(full, std::ios::binary) << content;
-    return full;
+    std::ofstream(WithParent(Join(relative)), std::ios::binary) << content;
+    return Join(relative);
 }
 
 std::string TempDir::CopyFile(const std::string& from, const std::string& relative) const
 {
-    const std::string full = Join(relative);
-    fs::create_directories(fs::path(full).parent_path());
-    fs::copy_file(from, full, fs::copy_options::overwrite_existing);
-    return full;
+    fs::copy_file(from, WithParent(Join(relative)), fs::copy_options::overwrite_existing);
+    return Join(relative);
 }
 
 }  // namespace vorntest

@@ -15,14 +15,12 @@ public:
 
     // The folder, without a trailing '/'.
     const std::string& Path() const { return mPath; }
-    // Path() + "/" + relative.
     std::string Join(const std::string& relative) const { return mPath + "/" + relative; }
 
-    // Creates relative (and its parents) as a folder; returns its full path.
+    // Each creates relative (a folder, a file, a copy of from) and its
+    // parents, and returns its full path.
     std::string MakeDir(const std::string& relative) const;
-    // Writes a file (creating parents); returns its full path.
     std::string WriteFile(const std::string& relative, const std::string& content = "") const;
-    // Copies an existing file to relative (creating parents); returns the path.
     std::string CopyFile(const std::string& from, const std::string& relative) const;
 
 private:

@@ -8,16 +8,22 @@
 #include "VORN/VORNPlugin.h"
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 namespace vorntest {
 
 inline std::vector<std::string> gWindowCalls;
-
-inline std::string Me()
+inline std::string Me() { return "/" + std::to_string(VORNGetMyID()); }
+inline std::string S(int v) { return std::to_string(v); }
+// Results in the order of the list (the operands of + have none).
+inline std::string Cat(std::initializer_list<long long> values)
 {
-    return "/" + std::to_string(VORNGetMyID());
+    std::string text;
+    for (long long v : values)
+        text += std::to_string(v);
+    return text;
 }
 
 // The refcon of a draw callback, key sniffer or hot key.
@@ -36,21 +42,12 @@ inline int Logged(void* refcon, const std::string& what)
         c->action();
     return c->result;
 }
-
-inline int DrawCb(int phase, int isBefore, void* refcon)
+inline int DrawCb(int phase, int isBefore, void* r)
 {
-    return Logged(refcon, std::to_string(phase) + (isBefore ? "b" : "a"));
+    return Logged(r, S(phase) + (isBefore ? "b" : "a"));
 }
-
-inline int SniffCb(char key, int flags, char virtualKey, void* refcon)
-{
-    return Logged(refcon, key + std::to_string(flags) + virtualKey);
-}
-
-inline void ProbeHotKey(void* refcon)
-{
-    Logged(refcon, "hot");
-}
+inline int SniffCb(char key, int flags, char vk, void* r) { return Logged(r, key + S(flags) + vk); }
+inline void ProbeHotKey(void* refcon) { Logged(refcon, "hot"); }
 
 // The refcon of a probe window.
 struct WinProbe {
@@ -58,11 +55,7 @@ struct WinProbe {
     std::string name;
     VORNWindowID id = nullptr;
     int mouseResult = 1;
-    int cursorResult = 0;
-    int wheelResult = 0;
-    std::function<void()> onDraw;
     std::function<void(int status)> onMouse;
-    std::function<void(int losingFocus)> onKey;
     std::function<void()> onCursor;
 };
 
@@ -72,57 +65,39 @@ inline WinProbe& Log(VORNWindowID window, void* refcon, const std::string& what)
     gWindowCalls.push_back(p->name + " " + what + Me() + (window == p->id ? "" : " other id"));
     return *p;
 }
-
-inline void ProbeDraw(VORNWindowID window, void* refcon)
+inline void ProbeDraw(VORNWindowID w, void* r) { Log(w, r, "draw"); }
+inline int ProbeMouse(VORNWindowID w, int x, int y, int status, void* r)
 {
-    if (WinProbe& p = Log(window, refcon, "draw"); p.onDraw)
-        p.onDraw();
-}
-
-inline int ProbeMouse(VORNWindowID window, int x, int y, int status, void* refcon)
-{
-    WinProbe& p = Log(window, refcon,
-                      "mouse" + std::to_string(status) + " " + std::to_string(x) + "," + std::to_string(y));
+    WinProbe& p = Log(w, r, "mouse" + S(status) + " " + S(x) + "," + S(y));
     if (p.onMouse)
         p.onMouse(status);
     return p.mouseResult;
 }
-
 // Losing the focus, the window argument is the window taking it: logged by name.
-inline void ProbeKey(VORNWindowID window, char key, int flags, char virtualKey, void* refcon,
-                     int losingFocus)
+inline void ProbeKey(VORNWindowID window, char key, int flags, char vk, void* refcon, int losing)
 {
     auto* p = static_cast<WinProbe*>(refcon);
     auto* other = static_cast<WinProbe*>(VORNGetWindowRefCon(window));
-    gWindowCalls.push_back(p->name + " key " + std::to_string(key) + " " + std::to_string(flags) +
-                           " " + std::to_string(virtualKey) + " lose" + std::to_string(losingFocus) +
-                           " arg=" + (other != nullptr ? other->name : "null") + Me());
-    if (p->onKey)
-        p->onKey(losingFocus);
+    gWindowCalls.push_back(p->name + " key " + S(key) + " " + S(flags) + " " + S(vk) + " lose" +
+                           S(losing) + " arg=" + (other != nullptr ? other->name : "null") + Me());
 }
-
-inline int ProbeCursor(VORNWindowID window, int x, int y, void* refcon)
+inline int ProbeCursor(VORNWindowID w, int x, int y, void* r)
 {
-    WinProbe& p = Log(window, refcon, "cursor " + std::to_string(x) + "," + std::to_string(y));
-    if (p.onCursor)
+    if (WinProbe& p = Log(w, r, "cursor " + S(x) + "," + S(y)); p.onCursor)
         p.onCursor();
-    return p.cursorResult;
+    return 0;
 }
-
-inline int ProbeWheel(VORNWindowID window, int x, int y, int wheel, int clicks, void* refcon)
+inline int ProbeWheel(VORNWindowID w, int x, int y, int wheel, int clicks, void* r)
 {
-    return Log(window, refcon,
-               "wheel " + std::to_string(x) + "," + std::to_string(y) + " " + std::to_string(wheel) +
-                   " " + std::to_string(clicks))
-        .wheelResult;
+    Log(w, r, "wheel " + S(x) + "," + S(y) + " " + S(wheel) + " " + S(clicks));
+    return 0;
 }
 
 // Creates a visible window with every probe callback for p.
 inline VORNWindowID OpenProbeWindow(WinProbe& p, int left, int top, int right, int bottom)
 {
-    VORNCreateWindow_t params = {sizeof params, left,       top,        right,    bottom,
-                                 1,             ProbeDraw,  ProbeMouse, ProbeKey, ProbeCursor,
-                                 ProbeWheel,    &p};
+    VORNCreateWindow_t params = {sizeof params, left,      top,         right,      bottom, 1,
+                                 ProbeDraw,     ProbeMouse, ProbeKey,   ProbeCursor, ProbeWheel, &p};
     return p.id = VORNCreateWindowEx(&params);
 }
 

@@ -21,30 +21,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<fs::path> Seeds()
-{
-    std::vector<fs::path> seeds;
-    for (const auto& entry : fs::directory_iterator(VORN_API_SEQUENCE_CORPUS)) {
-        if (entry.is_regular_file())
-            seeds.push_back(entry.path());
-    }
-    std::sort(seeds.begin(), seeds.end());
-    return seeds;
-}
-
-std::vector<uint8_t> Contents(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
-
 TEST(ApiSequenceReplayTest, EverySeedRunsCleanAgainstTheModel)
 {
-    const std::vector<fs::path> seeds = Seeds();
+    std::vector<fs::path> seeds;
+    for (const auto& entry : fs::directory_iterator(VORN_API_SEQUENCE_CORPUS))
+        seeds.push_back(entry.path());
+    std::sort(seeds.begin(), seeds.end());
     ASSERT_GE(seeds.size(), 8u);
     for (const fs::path& seed : seeds) {
         SCOPED_TRACE(seed.filename().string());
-        const std::vector<uint8_t> program = Contents(seed);
+        std::ifstream in(seed, std::ios::binary);
+        const std::vector<uint8_t> program(std::istreambuf_iterator<char>(in), {});
         ASSERT_FALSE(program.empty());
         const vornfuzz::SequenceStats first = vornfuzz::RunApiSequence(program.data(), program.size());
         EXPECT_GT(first.steps, 2);

@@ -39,39 +39,24 @@ const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
 // One call of a loop: callback, refcon, dispatched plug-in and the other
-// three arguments (as bit patterns, so that NaN equals NaN).
+// three arguments (compared bitwise, so that NaN equals NaN).
 struct Call {
     int pass, callback, tag, owner;
-    uint32_t since, now;
+    float since, now;
     int counter;
     bool operator==(const Call& o) const
     {
-        return callback == o.callback && tag == o.tag && owner == o.owner && since == o.since &&
-               now == o.now && counter == o.counter;
+        return callback == o.callback && tag == o.tag && owner == o.owner && counter == o.counter &&
+               std::memcmp(&since, &o.since, sizeof since) == 0 &&
+               std::memcmp(&now, &o.now, sizeof now) == 0;
     }
 };
 
-uint32_t Bits(float value)
+std::ostream& operator<<(std::ostream& out, const Call& c)
 {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-
-float Float(uint32_t bits)
-{
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
-std::string Describe(const Call& c)
-{
-    std::ostringstream out;
-    out << "in pass " << c.pass << " callback " << c.callback << " tag " << c.tag << " owner "
-        << c.owner << " (since " << Float(c.since) << ", now " << Float(c.now) << ", counter "
-        << c.counter << ")";
-    return out.str();
+    return out << "in pass " << c.pass << " callback " << c.callback << " tag " << c.tag
+               << " owner " << c.owner << " (since " << c.since << ", now " << c.now
+               << ", counter " << c.counter << ")";
 }
 
 // The registry operations the script uses. Loops are numbered in creation
@@ -125,7 +110,7 @@ public:
     // A loop's callback was called by the registry.
     float OnCall(int callback, int tag, int owner, float since, float now, int counter)
     {
-        calls.push_back({mPass, callback, tag, owner, Bits(since), Bits(now), counter});
+        calls.push_back({mPass, callback, tag, owner, since, now, counter});
         const int roll = Pick(20);
         const int actions = roll < 11 ? 0 : roll < 16 ? 1 : 1 + Pick(3);
         for (int n = 0; n < actions; ++n)
@@ -375,68 +360,72 @@ public:
     }
     void Destroy(int caller, int loop) override
     {
-        if (mLoops[loop]->owner != caller)
-            return;
-        mLoops[loop]->dead = true;
+        mLoops[loop]->dead = mLoops[loop]->dead || mLoops[loop]->owner == caller;
         if (mDepth == 0)
             Purge();
     }
     void Schedule(int caller, int loop, float interval, int relative) override
     {
-        Loop& record = *mLoops[loop];
-        if (record.owner != caller)
-            return;
-        if (relative != 0)
-            record.lastCallTime = mElapsed;
-        record.interval = interval;
+        if (mLoops[loop]->owner == caller)
+            Reschedule(*mLoops[loop], interval, relative);
     }
     // The newest match, dead or alive.
     void Unregister(int callback, int tag) override
     {
-        ++mDepth;
-        for (auto it = mList.rbegin(); it != mList.rend(); ++it) {
-            if ((*it)->callback == callback && (*it)->tag == tag) {
-                (*it)->dead = true;
-                break;
-            }
-        }
-        EndIteration();
+        const auto it = std::find_if(mList.rbegin(), mList.rend(), [&](Loop* loop) {
+            return loop->callback == callback && loop->tag == tag;
+        });
+        if (it != mList.rend())
+            (*it)->dead = true;
+        Purge();
     }
     void SetInterval(int callback, float interval, int relative, int tag) override
     {
-        ++mDepth;
         for (Loop* loop : mList) {
-            if (loop->callback == callback && loop->tag == tag) {
-                loop->interval = interval;
-                if (relative != 0)
-                    loop->lastCallTime = mElapsed;
-            }
+            if (loop->callback == callback && loop->tag == tag)
+                Reschedule(*loop, interval, relative);
         }
-        EndIteration();
+        Purge();
     }
     void Cleanup(int owner) override
     {
-        ++mDepth;
         for (Loop* loop : mList)
             loop->dead = loop->dead || loop->owner == owner;
-        EndIteration();
+        Purge();
     }
     void SetEnabled(int plugin, bool enabled) override { mEnabled[plugin] = enabled; }
     void SetElapsed(float time) override { mElapsed = time; }
 
+    // Newest first; loops created during the pass are not in the copy, and
+    // removed ones are dead. A callback that throws counts as having returned
+    // the interval it had before the call. Due times and cycles are worked out
+    // in single precision.
     void Pass(float time, int selector) override
     {
         ++mCounter;
-        const int phase = selector != 0 ? 1 : 0;
         ++mDepth;
-        // Newest first; loops created during the pass are not in the copy,
-        // and removed ones are dead.
         const std::vector<Loop*> walk(mList.rbegin(), mList.rend());
         for (Loop* loop : walk) {
-            if (!loop->dead && loop->phase == phase && IsDue(*loop, time) && mEnabled[loop->owner])
-                Call(*loop, time);
+            const float i = loop->interval;
+            const bool due = i > 0.0f ? time >= loop->lastCallTime + i
+                             : i < 0.0f ? static_cast<float>(mCounter) >=
+                                              static_cast<float>(loop->lastCallCycle) - i
+                                        : false;
+            if (loop->dead || loop->phase != (selector != 0 ? 1 : 0) || !due ||
+                !mEnabled[loop->owner])
+                continue;
+            float next = loop->interval;
+            try {
+                next = gScript->OnCall(loop->callback, loop->tag, loop->owner,
+                                       time - loop->lastCallTime, time, mCounter);
+            } catch (const std::exception&) {
+            }
+            loop->interval = next;
+            loop->lastCallTime = time;
+            loop->lastCallCycle = mCounter;
         }
-        EndIteration();
+        --mDepth;
+        Purge();
     }
 
 private:
@@ -448,41 +437,14 @@ private:
         bool dead;  // removed; unlinked at the end of the iteration
     };
 
-    // Due times and cycles are worked out in single precision.
-    bool IsDue(const Loop& loop, float time) const
+    void Reschedule(Loop& loop, float interval, int relative)
     {
-        if (loop.interval > 0.0f) {
-            const float dueTime = loop.lastCallTime + loop.interval;
-            return time >= dueTime;
-        }
-        if (loop.interval < 0.0f) {
-            const float dueCycle = static_cast<float>(loop.lastCallCycle) - loop.interval;
-            return static_cast<float>(mCounter) >= dueCycle;
-        }
-        return false;
-    }
-
-    // A callback that throws counts as having returned its interval.
-    void Call(Loop& loop, float time)
-    {
-        float next = loop.interval;
-        try {
-            next = gScript->OnCall(loop.callback, loop.tag, loop.owner, time - loop.lastCallTime,
-                                   time, mCounter);
-        } catch (const std::exception&) {
-        }
-        loop.interval = next;
-        loop.lastCallTime = time;
-        loop.lastCallCycle = mCounter;
+        if (relative != 0)
+            loop.lastCallTime = mElapsed;
+        loop.interval = interval;
     }
 
     // Every iteration's end unlinks what was removed during it.
-    void EndIteration()
-    {
-        mDepth = mDepth > 0 ? mDepth - 1 : 0;
-        Purge();
-    }
-
     void Purge()
     {
         mList.erase(std::remove_if(mList.begin(), mList.end(), [](Loop* l) { return l->dead; }),
@@ -526,13 +488,15 @@ protected:
             const std::vector<Call> got = Run(library, seed, nestedPasses, passes);
             const std::vector<Call> want = Run(model, seed, nestedPasses, passes);
             total += want.size();
-            for (size_t i = 0; i < std::max(got.size(), want.size()); ++i) {
-                if (i >= got.size() || i >= want.size() || !(got[i] == want[i])) {
-                    FAIL() << "seed " << seed << ", call " << i << " (of " << got.size() << " and "
-                           << want.size() << "): the library called "
-                           << (i < got.size() ? Describe(got[i]) : "nothing")
-                           << ", the plain walk " << (i < want.size() ? Describe(want[i]) : "nothing");
-                }
+            const auto part = std::mismatch(got.begin(), got.end(), want.begin(), want.end());
+            if (part.first != got.end() || part.second != want.end()) {
+                std::ostringstream out;
+                out << "seed " << seed << ", call " << part.first - got.begin() << " (of "
+                    << got.size() << " and " << want.size() << "): the library called ";
+                part.first != got.end() ? void(out << *part.first) : void(out << "nothing");
+                out << ", the plain walk ";
+                part.second != want.end() ? void(out << *part.second) : void(out << "nothing");
+                FAIL() << out.str();
             }
         }
         // A script that calls little would prove little: several calls a pass.

@@ -10,7 +10,7 @@
 
 #include <gmock/gmock.h>
 
-#include <map>
+#include <array>
 #include <memory>
 #include <random>
 #include <set>
@@ -22,13 +22,11 @@ using namespace vorntest;
 namespace {
 
 struct Agent {
-    int tag = 0;
-    int owner = 0;
+    int tag = 0, owner = 0;
     bool isLoop = true;
     VORNFlightLoopID handle = nullptr;
     int phase = 0, before = 0;  // a draw callback's
-    int createdInPass = -1;
-    int calledInPass = -1;
+    int createdInPass = -1, calledInPass = -1;
     std::set<int> drawsRunningAtCreation;  // draw dispatches that must not reach it
 };
 
@@ -43,12 +41,6 @@ protected:
             Record(id).errorCallback = RecordError;
         }
         self = this;
-    }
-
-    void TearDown() override
-    {
-        self = nullptr;
-        LibraryTest::TearDown();
     }
 
     static float LoopCallback(float, float, int, void* refcon)
@@ -93,8 +85,7 @@ protected:
     int RandomPlugin() { return 1 + Pick(kPlugins); }
     float RandomInterval()
     {
-        const float choices[] = {-1.0f, -2.0f, -3.0f, 0.0f, 0.01f, 0.5f};
-        return choices[Pick(6)];
+        return std::array<float, 6>{-1.0f, -2.0f, -3.0f, 0.0f, 0.01f, 0.5f}[Pick(6)];
     }
 
     Agent& NewAgent(bool isLoop)
@@ -129,36 +120,25 @@ protected:
         liveLoops.insert(agent.tag);
     }
 
-    // Another plug-in's loop is refused with an error.
-    void DestroyLoop()
+    // A loop action; another plug-in's loop is refused with an error.
+    void OnLoop(int action)
     {
-        if (Agent* agent = RandomLive(liveLoops)) {
+        Agent* agent = RandomLive(liveLoops);
+        if (agent == nullptr)
+            return;
+        const bool own = agent->owner == VORNGetDispatchedPlugin();
+        if (action == 1) {
             VORNDestroyFlightLoop(agent->handle);
-            agent->owner == VORNGetDispatchedPlugin() ? void(liveLoops.erase(agent->tag))
-                                                      : void(++expectedErrors);
-        }
-    }
-
-    void ScheduleLoop()
-    {
-        if (Agent* agent = RandomLive(liveLoops)) {
+            own ? void(liveLoops.erase(agent->tag)) : void(++expectedErrors);
+        } else if (action == 2) {
             VORNScheduleFlightLoop(agent->handle, RandomInterval(), Pick(2));
-            expectedErrors += agent->owner != VORNGetDispatchedPlugin() ? 1 : 0;
-        }
-    }
-
-    void UnregisterLoop()
-    {
-        if (Agent* agent = RandomLive(liveLoops)) {
+            expectedErrors += own ? 0 : 1;
+        } else if (action == 3) {
             VORNUnregisterFlightLoopCallback(LoopCallback, agent);
             liveLoops.erase(agent->tag);
-        }
-    }
-
-    void SetLoopInterval()
-    {
-        if (Agent* agent = RandomLive(liveLoops))
+        } else {
             VORNSetFlightLoopCallbackInterval(LoopCallback, RandomInterval(), Pick(2), agent);
+        }
     }
 
     void RegisterDraw()
@@ -226,17 +206,13 @@ protected:
         for (int n = 1 + Pick(3); n > 0; --n) {
             const int as = Pick(5) == 0 ? RandomPlugin() : VORNGetDispatchedPlugin();
             StDispatchCallback asPlugin(as);
-            switch (Pick(inLoop ? 12 : 9)) {
-            case 0: CreateLoop(); break;
-            case 1: DestroyLoop(); break;
-            case 2: ScheduleLoop(); break;
-            case 3: UnregisterLoop(); break;
-            case 4: SetLoopInterval(); break;
+            switch (const int action = Pick(inLoop ? 12 : 9)) {
+            case 0: case 9: CreateLoop(); break;
+            case 1: case 2: case 3: case 4: OnLoop(action); break;
             case 5: RegisterDraw(); break;
             case 6: RegisterDrawAgain(); break;
             case 7: UnregisterDraw(); break;
             case 8: Dispatch(1 + Pick(3), Pick(2)); break;
-            case 9: CreateLoop(); break;
             case 10: if (Pick(20) == 0) CleanUpPlugin(); break;
             default: RegisterDraw(); break;
             }
@@ -255,7 +231,6 @@ protected:
         }
         return tags;
     }
-
     template <typename T>
     std::set<int> Linked(T* first)
     {

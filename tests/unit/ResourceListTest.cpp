@@ -17,6 +17,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cctype>
 #include <map>
 #include <sstream>
 #include <string>
@@ -101,39 +102,30 @@ private:
             op == '+' ? list.PushFront(item) : list.PushBack(item);
             return;
         }
-        if (op == '[')
-            return list.BeginIterate();
-        if (op == ']')
-            return list.EndIterate();
-        if (op == '^')
-            return list.MoveToFront(items[arg]);
-        if (op == 'O')
-            return list.KillOwnedBy(std::stoi(arg));
-        if (op == 'I')
-            return list.KillIf([owner = std::stoi(arg)](const Item& item) { return item.owner == owner; });
-        if (op == '-' || op == '~' || op == '!') {
-            Item* item = items[arg];
-            trace << (op == '-' ? list.Kill(item) : list.VORNKillResource(item, op == '~')) << " ";
-            return;
+        const int n = std::isdigit(arg.empty() ? 'x' : arg[0]) ? std::stoi(arg) : -1;
+        switch (op) {
+        case '[': return list.BeginIterate();
+        case ']': return list.EndIterate();
+        case '^': return list.MoveToFront(items[arg]);
+        case 'O': return list.KillOwnedBy(n);
+        case 'I': return list.KillIf([n](const Item& item) { return item.owner == n; });
+        case '-': trace << list.Kill(items[arg]) << " "; return;
+        case '~': case '!': trace << list.VORNKillResource(items[arg], op == '~') << " "; return;
         }
         trace << step << ":";
-        if (op == 'L' || op == 'R') {
+        switch (op) {
+        case 'L': case 'R':
             for (Item* item = op == 'L' ? list.First() : list.Last(); item;
                  item = op == 'L' ? list.Next(item) : list.Prev(item))
                 trace << Name(item) << ",";
-        } else if (op == 'D') {
-            trace << gFreed;
-        } else if (op == 'Z') {
-            trace << list.Depth();
-        } else if (op == 'P') {
-            trace << list.PurgePending();
-        } else if (op == 'S') {
-            trace << list.Next(items[arg])->name;
-        } else if (op == 'C') {
-            trace << Chain(std::stoi(arg));
-        } else if (op == 'N') {
-            trace << list.CountOwnedBy(std::stoi(arg));
-        } else if (op == 'U') {
+            break;
+        case 'D': trace << gFreed; break;
+        case 'Z': trace << list.Depth(); break;
+        case 'P': trace << list.PurgePending(); break;
+        case 'S': trace << list.Next(items[arg])->name; break;
+        case 'C': trace << Chain(n); break;
+        case 'N': trace << list.CountOwnedBy(n); break;
+        case 'U':
             for (const std::string& name : gUnlinked)
                 trace << name << ",";
             gUnlinked.clear();
