@@ -13,7 +13,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -22,9 +21,9 @@
 #include <thread>
 
 using namespace vorntest;
-using ::testing::ContainerEq;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAreArray;
 
 namespace {
 
@@ -89,45 +88,37 @@ TEST_F(CheckedModeTest, CallsFromAnotherThreadAreRefusedAndReportedOncePerCaller
 // not refused: 0 for pointers and handles, -1 for ids. C(F, ...) calls VORNF.
 #define C(function, ...) {"VORN" #function, [] { (void)VORN##function(__VA_ARGS__); }}
 const std::pair<const char*, void (*)()> kCheckedCalls[] = {
-    C(ControlCamera, 0, 0, 0), C(DontControlCamera), C(IsCameraBeingControlled, 0),
-    C(ReadCameraPosition, 0), C(FindDataRef, 0), C(IsDataRefGood, 0), C(CanWriteDataRef, 0),
-    C(GetDataRefTypes, 0), C(GetDatai, 0), C(SetDatai, 0, 0), C(GetDataf, 0), C(SetDataf, 0, 0),
-    C(GetDatad, 0), C(SetDatad, 0, 0), C(GetDatavi, 0, 0, 0, 0), C(SetDatavi, 0, 0, 0, 0),
-    C(GetDatavf, 0, 0, 0, 0), C(SetDatavf, 0, 0, 0, 0), C(GetDatab, 0, 0, 0, 0),
-    C(SetDatab, 0, 0, 0, 0),
-    C(RegisterDataAccessor, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
+    C(ControlCamera, 0, 0, 0), C(DontControlCamera), C(IsCameraBeingControlled, 0), C(ReadCameraPosition, 0),
+    C(FindDataRef, 0), C(IsDataRefGood, 0), C(CanWriteDataRef, 0), C(GetDataRefTypes, 0), C(GetDatai, 0),
+    C(SetDatai, 0, 0), C(GetDataf, 0), C(SetDataf, 0, 0), C(GetDatad, 0), C(SetDatad, 0, 0), C(GetDatavi, 0, 0, 0, 0),
+    C(SetDatavi, 0, 0, 0, 0), C(GetDatavf, 0, 0, 0, 0), C(SetDatavf, 0, 0, 0, 0), C(GetDatab, 0, 0, 0, 0),
+    C(SetDatab, 0, 0, 0, 0), C(RegisterDataAccessor, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
     C(UnregisterDataAccessor, 0), C(ShareData, 0, 0, 0, 0), C(UnshareData, 0, 0, 0, 0),
-    C(RegisterDrawCallback, 0, 0, 0, 0), C(UnregisterDrawCallback, 0, 0, 0, 0),
-    C(RegisterKeySniffer, 0, 0, 0), C(UnregisterKeySniffer, 0, 0, 0),
-    C(RegisterHotKey, 0, 0, 0, 0, 0), C(UnregisterHotKey, 0), C(CountHotKeys), C(GetNthHotKey, -1),
-    C(GetHotKeyInfo, 0, 0, 0, 0, 0), C(SetHotKeyCombination, 0, 0, 0),
-    C(CreateWindow, 0, 0, 0, 0, 0, 0, 0, 0, 0), C(CreateWindowEx, 0), C(DestroyWindow, 0),
-    C(TakeKeyboardFocus, 0), C(GetWindowGeometry, 0, 0, 0, 0, 0),
-    C(SetWindowGeometry, 0, 0, 0, 0, 0), C(GetWindowIsVisible, 0), C(SetWindowIsVisible, 0, 0),
-    C(GetWindowRefCon, 0), C(SetWindowRefCon, 0, 0), C(BringWindowToFront, 0),
+    C(RegisterDrawCallback, 0, 0, 0, 0), C(UnregisterDrawCallback, 0, 0, 0, 0), C(RegisterKeySniffer, 0, 0, 0),
+    C(UnregisterKeySniffer, 0, 0, 0), C(RegisterHotKey, 0, 0, 0, 0, 0), C(UnregisterHotKey, 0), C(CountHotKeys),
+    C(GetNthHotKey, -1), C(GetHotKeyInfo, 0, 0, 0, 0, 0), C(SetHotKeyCombination, 0, 0, 0),
+    C(CreateWindow, 0, 0, 0, 0, 0, 0, 0, 0, 0), C(CreateWindowEx, 0), C(DestroyWindow, 0), C(TakeKeyboardFocus, 0),
+    C(GetWindowGeometry, 0, 0, 0, 0, 0), C(SetWindowGeometry, 0, 0, 0, 0, 0), C(GetWindowIsVisible, 0),
+    C(SetWindowIsVisible, 0, 0), C(GetWindowRefCon, 0), C(SetWindowRefCon, 0, 0), C(BringWindowToFront, 0),
     C(IsWindowInFront, 0), C(GetMyID), C(CountPlugins), C(GetNthPlugin, -1), C(IsPluginEnabled, -1),
     C(FindPluginBySignature, 0), C(FindPluginByPath, 0), C(GetPluginInfo, -1, 0, 0, 0, 0),
-    C(DebugGetCurrentPluginName), C(SetErrorCallback, 0), C(EnablePlugin, -1), C(DisablePlugin, -1),
-    C(ReloadPlugins), C(SendMessageToPlugin, -1, 0, 0), C(HasFeature, 0), C(IsFeatureEnabled, 0),
-    C(EnableFeature, 0, 0), C(EnumerateFeatures, 0, 0), C(FindPluginsMenu),
-    C(CreateMenu, 0, 0, 0, 0, 0), C(ClearAllMenuItems, 0), C(DestroyMenu, 0),
-    C(AppendMenuItem, 0, 0, 0, 0), C(AppendMenuSeparator, 0), C(SetMenuItemName, 0, 0, 0),
-    C(CheckMenuItem, 0, 0, 0), C(CheckMenuItemState, 0, 0, 0), C(EnableMenuItem, 0, 0, 0),
-    C(RemoveMenuItem, 0, 0), C(AcquirePlanes, 0, 0, 0), C(ReleasePlanes),
-    C(SetActiveAircraftCount, -1), C(SetAircraftModel, -1, 0), C(DisableAIForPlane, -1),
-    C(DrawAircraft, -1, 0, 0, 0, 0, 0, 0, 0, 0), C(CountAircraft, 0, 0, 0),
-    C(GetNthAircraftModel, -1, 0, 0), C(SetUsersAircraft, 0), C(ReinitUsersPlane),
-    C(GetCycleNumber), C(CreateFlightLoop, 0), C(DestroyFlightLoop, 0),
-    C(ScheduleFlightLoop, 0, 0, 0), C(RegisterFlightLoopCallback, 0, 0, 0),
-    C(UnregisterFlightLoopCallback, 0, 0), C(SetFlightLoopCallbackInterval, 0, 0, 0, 0),
-    C(CreateProbe, -1), C(DestroyProbe, 0), C(ProbeTerrainXYZ, 0, 0, 0, 0, 0), C(LoadObject, 0),
-    C(LoadObjectAsync, 0, 0, 0), C(DrawObjects, 0, 0, 0, 0, 0), C(UnloadObject, 0),
-    C(CommandButtonPress, -1), C(CommandButtonRelease, -1), C(GetVirtualKeyDescription, 0),
+    C(DebugGetCurrentPluginName), C(SetErrorCallback, 0), C(EnablePlugin, -1), C(DisablePlugin, -1), C(ReloadPlugins),
+    C(SendMessageToPlugin, -1, 0, 0), C(HasFeature, 0), C(IsFeatureEnabled, 0), C(EnableFeature, 0, 0),
+    C(EnumerateFeatures, 0, 0), C(FindPluginsMenu), C(CreateMenu, 0, 0, 0, 0, 0), C(ClearAllMenuItems, 0),
+    C(DestroyMenu, 0), C(AppendMenuItem, 0, 0, 0, 0), C(AppendMenuSeparator, 0), C(SetMenuItemName, 0, 0, 0),
+    C(CheckMenuItem, 0, 0, 0), C(CheckMenuItemState, 0, 0, 0), C(EnableMenuItem, 0, 0, 0), C(RemoveMenuItem, 0, 0),
+    C(AcquirePlanes, 0, 0, 0), C(ReleasePlanes), C(SetActiveAircraftCount, -1), C(SetAircraftModel, -1, 0),
+    C(DisableAIForPlane, -1), C(DrawAircraft, -1, 0, 0, 0, 0, 0, 0, 0, 0), C(CountAircraft, 0, 0, 0),
+    C(GetNthAircraftModel, -1, 0, 0), C(SetUsersAircraft, 0), C(ReinitUsersPlane), C(GetCycleNumber),
+    C(CreateFlightLoop, 0), C(DestroyFlightLoop, 0), C(ScheduleFlightLoop, 0, 0, 0),
+    C(RegisterFlightLoopCallback, 0, 0, 0), C(UnregisterFlightLoopCallback, 0, 0),
+    C(SetFlightLoopCallbackInterval, 0, 0, 0, 0), C(CreateProbe, -1), C(DestroyProbe, 0),
+    C(ProbeTerrainXYZ, 0, 0, 0, 0, 0), C(LoadObject, 0), C(LoadObjectAsync, 0, 0, 0), C(DrawObjects, 0, 0, 0, 0, 0),
+    C(UnloadObject, 0), C(CommandButtonPress, -1), C(CommandButtonRelease, -1), C(GetVirtualKeyDescription, 0),
     C(GetSystemPath, 0), C(GetPrefsPath, 0), C(GetDirectorySeparator), C(ExtractFileAndPath, 0),
-    C(GetDirectoryContents, 0, 0, 0, 0, 0, 0, 0, 0), C(Initialized), C(GetVersions, 0, 0, 0),
-    C(LoadDataFile, 0, 0), C(SaveDataFile, 0, 0), C(FindCommand, 0), C(CreateCommand, 0, 0),
-    C(CommandBegin, 0), C(CommandEnd, 0), C(CommandOnce, 0), C(RegisterCommandHandler, 0, 0, 0, 0),
-    C(UnregisterCommandHandler, 0, 0, 0, 0),
+    C(GetDirectoryContents, 0, 0, 0, 0, 0, 0, 0, 0), C(Initialized), C(GetVersions, 0, 0, 0), C(LoadDataFile, 0, 0),
+    C(SaveDataFile, 0, 0), C(FindCommand, 0), C(CreateCommand, 0, 0), C(CommandBegin, 0), C(CommandEnd, 0),
+    C(CommandOnce, 0), C(RegisterCommandHandler, 0, 0, 0, 0), C(UnregisterCommandHandler, 0, 0, 0, 0),
 };
 #undef C
 
@@ -136,8 +127,7 @@ std::vector<std::string> FunctionsCheckingTheirThread()
 {
     std::vector<std::string> names;
     const std::regex exported(R"(VORN_EXPORT[^{;]*?(\w+)\s*\([^{;]*\{\s*VORN_CHECK_THREAD)");
-    for (const auto& entry :
-         std::filesystem::directory_iterator(VORN_EXPORTS_DIR "/../../Src/VORN/Src")) {
+    for (const auto& entry : std::filesystem::directory_iterator(VORN_EXPORTS_DIR "/../../Src/VORN/Src")) {
         std::ostringstream text;
         if (entry.path().extension() == ".cpp")
             text << std::ifstream(entry.path()).rdbuf();
@@ -145,7 +135,6 @@ std::vector<std::string> FunctionsCheckingTheirThread()
         for (std::sregex_iterator it(source.begin(), source.end(), exported), end; it != end; ++it)
             names.push_back((*it)[1]);
     }
-    std::sort(names.begin(), names.end());
     return names;
 }
 
@@ -166,10 +155,8 @@ TEST_F(CheckedModeTest, VornCheckedInTheEnvironmentMakesEveryFunctionCheckingIts
     }
     for (const auto& row : kCheckedCalls)
         table.push_back(row.first);
-    std::sort(reported.begin(), reported.end());
-    std::sort(table.begin(), table.end());
-    EXPECT_THAT(reported, ContainerEq(table)) << "refused and reported by name";
-    EXPECT_THAT(FunctionsCheckingTheirThread(), ContainerEq(table)) << "as the sources check";
+    EXPECT_THAT(reported, UnorderedElementsAreArray(table)) << "refused and reported by name";
+    EXPECT_THAT(FunctionsCheckingTheirThread(), UnorderedElementsAreArray(table)) << "as the sources check";
 }
 
 }  // namespace
