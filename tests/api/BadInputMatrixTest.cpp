@@ -293,8 +293,9 @@ const std::vector<Row>& Rows()
           "unknown and negative host items, unknown menus and bad positions, a null out; null and unknown commands pass through",
           M { int check = 42; return Cat({S(VORNMenuHook(-1) + VORNMenuHook(1 << 30)),
                   S(VORNMenuItemEnabled(-1, 0) + VORNMenuItemEnabled(1000, -1) + VORNMenuItemEnabled(1000, 1 << 30)), " ",
-                  S(VORNCheckMenuHook(-1, 0, &check)), S(VORNCheckMenuHook(1000, -1, &check)), S(VORNCheckMenuHook(1000, 1 << 30, nullptr)),
-                  " ", S(check), " ", S(VORNCommandHook(nullptr, 1, 0, 1) * 10 + VORNCommandHook(&m.unknown, 0, 1, 0))}); },
+                  S(VORNCheckMenuHook(-1, 0, &check)), S(VORNCheckMenuHook(1000, -1, &check)),
+                  S(VORNCheckMenuHook(1000, 1 << 30, nullptr)), " ", S(check), " ",
+                  S(VORNCommandHook(nullptr, 1, 0, 1) * 10 + VORNCommandHook(&m.unknown, 0, 1, 0))}); },
           "23 111 42 11"),
 
         // ---- Registry, errors, lifecycle, messages, features ------------------------------
@@ -335,7 +336,8 @@ const std::vector<Row>& Rows()
           "reported where enabled; a null enumerator; from the host", M {
               VORNEnumerateFeatures(NoFeature, nullptr); return m.As(m.a, [] {
                   VORNEnableFeature(nullptr, 1); VORNEnumerateFeatures(nullptr, nullptr);
-                  return S(VORNHasFeature(nullptr) + VORNHasFeature("X") + VORNIsFeatureEnabled(nullptr) + VORNIsFeatureEnabled("X")); }); },
+                  return S(VORNHasFeature(nullptr) + VORNHasFeature("X") + VORNIsFeatureEnabled(nullptr) +
+                           VORNIsFeatureEnabled("X")); }); },
           "0 | errors: " + kIllegalFeature + "; " + kIllegalFeature + "; " + kIllegalFeature),
 
         // ---- Flight loops -------------------------------------------------------------------
@@ -386,14 +388,11 @@ const std::vector<Row>& Rows()
                   const std::string before = S(VORNGetWindowIsVisible(theirs)); VORNDestroyWindow(theirs);
                   VORNDestroyWindow(theirs);
                   return Cat({before, S(VORNGetWindowIsVisible(theirs)), S(VORNIsWindowInFront(theirs))}); }); }, "100"),
-        R("VORNTakeKeyboardFocus", "unknown and destroyed ids give it to the host", M {
-              VORNWindowID mine = m.Window(m.a); m.Mark(); return m.As(m.a, [&] { VORNTakeKeyboardFocus(mine);
-                  VORNTakeKeyboardFocus(&m.unknown); VORNDestroyWindow(mine); VORNTakeKeyboardFocus(mine);
-                  return S(VORNKeyPressHook('k', 0, 'K', 1)); }); },
+        R("VORNTakeKeyboardFocus", "unknown and destroyed ids give it to the host; a disabled plug-in's window cannot take it", M {
+              VORNWindowID mine = m.Window(m.a), theirs = m.Window(m.b); VORNDisablePlugin(m.b); m.Mark(); return m.As(m.a, [&] {
+                  VORNTakeKeyboardFocus(mine); VORNTakeKeyboardFocus(&m.unknown); VORNDestroyWindow(mine);
+                  VORNTakeKeyboardFocus(mine); VORNTakeKeyboardFocus(theirs); return S(VORNKeyPressHook('k', 0, 'K', 1)); }); },
           "1 | host: TakeKeyboardFocus(1); TakeKeyboardFocus(0)*"),
-        R("VORNTakeKeyboardFocus", "a window of a disabled plug-in cannot take it", M {
-              VORNWindowID theirs = m.Window(m.b); VORNDisablePlugin(m.b); m.Mark();
-              m.As(m.a, [&] { VORNTakeKeyboardFocus(theirs); }); return S(VORNKeyPressHook('k', 0, 'K', 1)); }, "1*"),
         R("VORNSetWindowGeometry VORNGetWindowGeometry VORNSetWindowIsVisible VORNGetWindowIsVisible VORNSetWindowRefCon "
           "VORNGetWindowRefCon VORNBringWindowToFront VORNIsWindowInFront", "null, unknown and destroyed ids are ignored", M {
               VORNWindowID w = m.Window(m.a); m.As(m.a, [&] { VORNDestroyWindow(w); }); m.Mark(); std::string out;
@@ -424,13 +423,13 @@ const std::vector<Row>& Rows()
               VORNHotKeyID hotKey = m.HotKey(m.a, nullptr); char description[VORN_PATH_BUFFER_SIZE] = "x";
               VORNGetHotKeyInfo(hotKey, nullptr, nullptr, description, nullptr);
               return Cat({S(hotKey), S(description), S(VORNKeyPressHook('h', 0, 'H', 0))}); }, "handle\"\"0"),
-        R("VORNUnregisterHotKey VORNCountHotKeys", "null, unknown, mid-record, twice, another plug-in's", M {
+        R("VORNUnregisterHotKey VORNCountHotKeys VORNGetNthHotKey", "null, unknown, mid-record, twice, another plug-in's; "
+          "then none at a negative index, at and past the count", M {
               VORNHotKeyID theirs = m.HotKey(m.b, "b"); return m.As(m.a, [&] { VORNUnregisterHotKey(nullptr);
                   VORNUnregisterHotKey(&m.unknown); VORNUnregisterHotKey(static_cast<char*>(theirs) + 1);
-                  const std::string before = S(VORNCountHotKeys()); VORNUnregisterHotKey(theirs);
-                  VORNUnregisterHotKey(theirs); return Cat({before, S(VORNCountHotKeys())}); }); }, "10"),
-        R("VORNGetNthHotKey", "negative, at and past the count",
-          CALL(VORNGetNthHotKey(-1) == nullptr && VORNGetNthHotKey(0) == nullptr && VORNGetNthHotKey(1 << 30) == nullptr), "1"),
+                  const std::string before = S(VORNCountHotKeys()); VORNUnregisterHotKey(theirs); VORNUnregisterHotKey(theirs);
+                  return Cat({before, S(VORNCountHotKeys()), S(VORNGetNthHotKey(-1)), S(VORNGetNthHotKey(0)),
+                              S(VORNGetNthHotKey(1 << 30))}); }); }, "10nullnullnull"),
         R("VORNGetHotKeyInfo VORNSetHotKeyCombination", "null and unknown ids write nothing and take no key; null outs", M {
               VORNHotKeyID mine = m.HotKey(m.a, "a"); char key = 'x'; int flags = 42; VORNPluginID owner = 42;
               VORNSetHotKeyCombination(nullptr, 'A', 0); VORNSetHotKeyCombination(&m.unknown, 'A', 0);
@@ -464,8 +463,10 @@ const std::vector<Row>& Rows()
         R("VORNCanWriteDataRef VORNGetDataRefTypes VORNSetDataf VORNGetDatad VORNSetDatad VORNSetDatavf VORNSetDatab",
           "null handle", M { return S(VORNCanWriteDataRef(nullptr)) + S(VORNGetDataRefTypes(nullptr)) + " " + ReadWriteAll(nullptr); },
           "00 000000 0"),
-        R("VORNSetDatai VORNGetDataf VORNGetDatavf VORNGetDatab", "the owner offers no reader or writer of the type",
-          M { return ReadWriteAll(m.Ref(m.a)); }, "700200 0"),
+        R("VORNSetDatai VORNGetDataf VORNGetDatavf VORNGetDatab", "the owner offers no reader or writer of the type; odd offsets",
+          M { VORNDataRef ref = m.Ref(m.a); float floats[2] = {}; char bytes[2] = {};
+              return Cat({ReadWriteAll(ref), " ", S(VORNGetDatavf(ref, floats, -1, 2)), S(VORNGetDatab(ref, bytes, 1 << 30, -1))}); },
+          "700200 0 00"),
         R("VORNGetDatai VORNSetDatai", "a disabled owner's, a withdrawn data ref: no read nor write of any type reaches the owner", M {
               VORNDataRef disabled = m.Full(m.a), withdrawn = m.Full(m.a, "matrix/withdrawn");
               m.As(m.a, [&] { VORNUnregisterDataAccessor(withdrawn); }); VORNDisablePlugin(m.a);
@@ -523,7 +524,8 @@ const std::vector<Row>& Rows()
           M { VORNMenuID theirs = m.Menu(m.b), mine = m.Menu(m.a); m.As(m.a, [&] { VORNDestroyMenu(mine); }); m.Mark();
               return m.As(m.a, [&] { VORNClearAllMenuItems(nullptr); VORNClearAllMenuItems(mine); VORNClearAllMenuItems(theirs);
                   return Cat({S(VORNAppendMenuItem(nullptr, "x", nullptr, 0)), S(VORNAppendMenuItem(mine, "x", nullptr, 0)),
-                              S(VORNAppendMenuSeparator(nullptr)), S(VORNAppendMenuItem(VORNFindPluginsMenu(), nullptr, nullptr, 0))}); }); },
+                              S(VORNAppendMenuSeparator(nullptr)),
+                              S(VORNAppendMenuItem(VORNFindPluginsMenu(), nullptr, nullptr, 0))}); }); },
           "-1-1-11 | host: AppendMenuItem(1000, \"\", null, 0)"),
         R("VORNSetMenuItemName", "negative, huge and another plug-in's index; null menu", M {
               VORNMenuID theirs = m.Menu(m.b); m.Mark(); return m.As(m.a, [&] {
@@ -556,9 +558,11 @@ const std::vector<Row>& Rows()
         R("VORNRegisterCommandHandler VORNUnregisterCommandHandler", "null command and null callback register nothing; "
           "a null command; another plug-in's handler stays", M {
               VORNCommandRef command = m.Command(); m.As(m.a, [&] { VORNRegisterCommandHandler(nullptr, NoCommand, 1, nullptr);
-                  VORNRegisterCommandHandler(command, nullptr, 1, nullptr); }); const std::string hook = S(VORNCommandHook(command, 1, 0, 1));
+                  VORNRegisterCommandHandler(command, nullptr, 1, nullptr); });
+              const std::string hook = S(VORNCommandHook(command, 1, 0, 1));
               m.As(m.b, [&] { VORNRegisterCommandHandler(command, NoCommand, 1, nullptr); }); m.As(m.a, [&] {
-                  VORNUnregisterCommandHandler(nullptr, NoCommand, 1, nullptr); VORNUnregisterCommandHandler(command, NoCommand, 1, nullptr); });
+                  VORNUnregisterCommandHandler(nullptr, NoCommand, 1, nullptr);
+                  VORNUnregisterCommandHandler(command, NoCommand, 1, nullptr); });
               auto out = Sized<VORNPluginInventory>(); VORNGetPluginInventory(m.b, &out); return hook + S(out.commandHandlers); },
           "11 | host: FindCommand(\"matrix/command\", \"Matrix\", 1)"),
         R("VORNCommandButtonPress VORNCommandButtonRelease", "negative button; never pressed: both go to the host",
@@ -609,7 +613,8 @@ const std::vector<Row>& Rows()
               static int house = 0;
               for (const FakeHost::AsyncLoad& load : m.host.asyncLoads)
                   load.callback(&house, load.refcon);
-              auto out = Sized<VORNPluginInventory>(); VORNGetPluginInventory(m.a, &out); return S(out.objects); }, "2 | host: LoadObjectAsync(null, *); LoadObjectAsync(\"x.obj\", *)"),
+              auto out = Sized<VORNPluginInventory>(); VORNGetPluginInventory(m.a, &out); return S(out.objects); },
+          "2 | host: LoadObjectAsync(null, *); LoadObjectAsync(\"x.obj\", *)"),
         R("VORNDrawObjects VORNUnloadObject", "null, unknown and another plug-in's objects; null placements, negative count", M {
               static int house = 0; m.host.loadedObject = &house; m.As(m.b, [] { VORNLoadObject("house.obj"); }); m.Mark();
               return m.As(m.a, [&] { VORNDrawObjects(nullptr, -1, nullptr, 0, 0); VORNDrawObjects(&house, 1, nullptr, 0, 0);

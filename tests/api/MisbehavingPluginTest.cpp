@@ -26,7 +26,6 @@
 
 using namespace vorntest;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 namespace {
 
@@ -36,7 +35,6 @@ void See(const std::string& what) { gSeen.push_back(what + "@" + std::to_string(
 
 // refcon of the test's callbacks: a name to log and whether to throw.
 struct Act {
-    explicit Act(std::string n, bool f = false) : name(std::move(n)), fails(f) {}
     std::string name;
     bool fails = false;
     void Do(const std::string& what = "") { See(name + what); if (fails) Throw(); }
