@@ -221,15 +221,16 @@ const std::vector<Row>& Rows()
     static const std::vector<Row> rows = {
         // ---- Before the host starts the library ------------------------------------------
         B("VORNInitialized VORNCountPlugins VORNIsPluginEnabled VORNGetMyID VORNFindPluginBySignature VORNFindDataRef "
-          "VORNDebugGetCurrentPluginName VORNDebugString VORNSetErrorCallback",
-          "nothing started, no record, not even the host's: the host is the caller, nothing is found, kept or written", M {
+          "VORNDebugGetCurrentPluginName VORNDebugString VORNSetErrorCallback VORNRegisterDataAccessor",
+          "nothing started, no record, not even the host's: the host is the caller, nothing is found, kept or written; "
+          "the host may register its data refs already", M {
               VORNDebugString("x"); VORNSetErrorCallback(CollectError);
+              VORNDataRef ref = VORNRegisterDataAccessor("sim/version/vorn_build_string", VORN_DATA_INT, 0, ReadSeven, nullptr,
+                  nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
               return Cat({S(VORNInitialized()), S(VORNCountPlugins()), S(VORNIsPluginEnabled(0)), S(VORNGetMyID()), " ",
-                          S(VORNFindPluginBySignature("x")), S(VORNFindDataRef("a/b")), S(VORNDebugGetCurrentPluginName())}); },
-          "0000 -1null\"[VORN_PLUGIN_TARAVEL]\""),
-        B("VORNRegisterDataAccessor", "the host's published items are not there yet", M {
-              VORNDataRef ref = m.Ref(0, "sim/version/vorn_build_string");
-              return S(VORNIsDataRefGood(ref)) + " " + S(VORNGetDatai(ref)); }, "0 0"),
+                          S(VORNFindPluginBySignature("x")), S(VORNFindDataRef("a/b")), S(VORNDebugGetCurrentPluginName()), " ",
+                          S(VORNIsDataRefGood(ref)), S(VORNGetDatai(ref))}); },
+          "0000 -1null\"[VORN_PLUGIN_TARAVEL]\" 17"),
         B("VORNInitializePlugins", "a root without a plug-ins folder", M {
               const int version = VORNInitializePlugins("/nonexistent/", &m.host.table, nullptr); VORNShutdownPlugins();
               return S(version); },
