@@ -29,6 +29,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -80,9 +81,6 @@ void NoFeature(const char*, void*) {}
 void NoPlanes(void*) {}
 void NoObject(VORNObjectRef, void*) {}
 void NoObjectFound(const char*, void*) {}
-void NoObserver(VORNPluginID, const VORNPluginInventory*) {}
-int gObservedCalls = 0;
-void CountCall(const VORNCallTiming*, void*) { ++gObservedCalls; }
 void RunFunction(void* context) { (*static_cast<std::function<void()>*>(context))(); }
 
 int ReadArray(void*, int* values, int offset, int max)  // holds 0 1 2 3
@@ -266,9 +264,10 @@ const std::vector<Row>& Rows()
                           S(VORNGetPluginFrameTimes(-1, &frames)), S(VORNGetPluginFrameTimes(99, &frames)),
                           S(VORNGetPluginFrameTimes(m.a, &smallFrames)), S(static_cast<int>(smallFrames.frames))}); }, "00000 00000"),
         R("VORNSetUnloadObserver VORNSetCallObserver", "null turns them off", M {
-              VORNSetUnloadObserver(NoObserver); VORNSetUnloadObserver(nullptr); VORNSetTimeAccounting(1);
-              VORNSetCallObserver(CountCall, nullptr); VORNSetCallObserver(nullptr, &m); m.As(m.a, [] {}); return S(gObservedCalls); },
-          "0"),
+              static int calls = 0; calls = 0; VORNSetTimeAccounting(1);
+              VORNSetUnloadObserver([](VORNPluginID, const VORNPluginInventory*) { ++calls; }); VORNSetUnloadObserver(nullptr);
+              VORNSetCallObserver([](const VORNCallTiming*, void*) { ++calls; }, nullptr); VORNSetCallObserver(nullptr, &m);
+              m.As(m.a, [] {}); VORNShutdownPlugins(); return S(calls); }, "0"),
         R("VORNSetTimeAccounting VORNResetTimeAccounting", "reset while off, twice; any non-zero value is on, off twice", M {
               VORNResetTimeAccounting(); VORNResetTimeAccounting(); VORNSetTimeAccounting(-7); m.As(m.a, [] {});
               VORNSetTimeAccounting(0); VORNSetTimeAccounting(0); auto out = Sized<VORNCallTimes>();
@@ -287,9 +286,10 @@ const std::vector<Row>& Rows()
                           S(VORNGetPluginCallTimes(m.a, -1, &out)), S(VORNGetPluginCallTimes(m.a, 1, &out)),
                           S(VORNGetPluginCallTimes(m.b, 0, &out)), S(static_cast<int>(out.calls)), S(small.kind)}); },
           "000000000"),
-        R("VORNSetCheckedMode", "any non-zero value is on: the main thread is still served", M {
-              VORNSetCheckedMode(-3); const std::string id = m.As(m.a, [] { return S(VORNGetMyID()); });
-              VORNSetCheckedMode(0); VORNSetCheckedMode(0); return id; }, "1"),
+        R("VORNSetCheckedMode", "any non-zero value is on, the main thread still served; off twice", M {
+              int refused = -1, served = -1; VORNSetCheckedMode(-3); std::thread([&] { refused = VORNCountPlugins(); }).join();
+              const std::string id = m.As(m.a, [] { return S(VORNGetMyID()); }); VORNSetCheckedMode(0); VORNSetCheckedMode(0);
+              std::thread([&] { served = VORNCountPlugins(); }).join(); return Cat({S(refused), id, S(served)}); }, "013"),
         R("VORNMenuHook VORNMenuItemEnabled VORNCheckMenuHook VORNCommandHook",
           "unknown and negative host items, unknown menus and bad positions, a null out; null and unknown commands pass through",
           M { int check = 42; return Cat({S(VORNMenuHook(-1) + VORNMenuHook(1 << 30)),
