@@ -77,8 +77,6 @@ int NoCommand(VORNCommandRef, int, void*) { return 1; }
 void NoChange(void*) {}
 int ReadSeven(void*) { return 7; }
 void WriteArray(void*, int*, int, int) {}
-void NoFeature(const char*, void*) {}
-void NoPlanes(void*) {}
 void NoObject(VORNObjectRef, void*) {}
 void NoObjectFound(const char*, void*) {}
 void RunFunction(void* context) { (*static_cast<std::function<void()>*>(context))(); }
@@ -335,7 +333,7 @@ const std::vector<Row>& Rows()
               return kDone; }, "done | host: HostReceiveMessage(0, 31232, null)"),
         R("VORNHasFeature VORNIsFeatureEnabled VORNEnableFeature VORNEnumerateFeatures", "null and unknown names: none, "
           "reported where enabled; a null enumerator; from the host", M {
-              VORNEnumerateFeatures(NoFeature, nullptr); return m.As(m.a, [] {
+              VORNEnumerateFeatures([](const char*, void*) {}, nullptr); return m.As(m.a, [] {
                   VORNEnableFeature(nullptr, 1); VORNEnumerateFeatures(nullptr, nullptr);
                   return S(VORNHasFeature(nullptr) + VORNHasFeature("X") + VORNIsFeatureEnabled(nullptr) +
                            VORNIsFeatureEnabled("X")); }); },
@@ -354,12 +352,12 @@ const std::vector<Row>& Rows()
           "1:Null callback for VORNCreateFlightLoop; 1:Illegal phase type for VORNCreateFlightLoop; "
           "1:Null callback for VORNCreateFlightLoop | host: GetElapsedTime(); GetElapsedTime(); GetElapsedTime()"),
         R("VORNDestroyFlightLoop VORNScheduleFlightLoop VORNUnregisterFlightLoopCallback VORNSetFlightLoopCallbackInterval",
-          "null handle; never registered", AS_A_VOID(VORNDestroyFlightLoop(nullptr); VORNScheduleFlightLoop(nullptr, 1, 1);
-              VORNUnregisterFlightLoopCallback(NoLoop, nullptr); VORNSetFlightLoopCallbackInterval(NoLoop, 1.0f, 1, nullptr)), "done"),
-        R("VORNDestroyFlightLoop VORNScheduleFlightLoop", "another plug-in's loop is reported", M {
+          "null handle, never registered: nothing; another plug-in's loop is reported", M {
               VORNFlightLoopID loop = m.Made<VORNFlightLoopID>(m.b, [] {
                   VORNCreateFlightLoop_t params = {sizeof params, 0, NoLoop, nullptr}; return VORNCreateFlightLoop(&params); }); m.Mark();
-              return m.As(m.a, [&] { VORNDestroyFlightLoop(loop); VORNScheduleFlightLoop(loop, -1.0f, 1); }); },
+              return m.As(m.a, [&] { VORNDestroyFlightLoop(nullptr); VORNScheduleFlightLoop(nullptr, 1, 1);
+                  VORNUnregisterFlightLoopCallback(NoLoop, nullptr); VORNSetFlightLoopCallbackInterval(NoLoop, 1.0f, 1, nullptr);
+                  VORNDestroyFlightLoop(loop); VORNScheduleFlightLoop(loop, -1.0f, 1); }); },
           "done | errors: 1:Attempt to remove a flight loop callback owned by another plugin.; "
           "1:Attempt to schedule a flight loop callback owned by another plugin."),
 
@@ -383,12 +381,6 @@ const std::vector<Row>& Rows()
                   auto big = Sized<VORNCreateWindow_t>(sizeof(VORNCreateWindow_t) + 1);
                   return Cat({S(w), " ", S(left), S(top), S(VORNIsWindowInFront(w)), " ", S(VORNCreateWindowEx(nullptr)),
                               S(VORNCreateWindowEx(&small)), S(VORNCreateWindowEx(&big))}); }); }, "handle 10001 nullnullnull"),
-        R("VORNDestroyWindow", "null, unknown, mid-record, destroyed twice, another plug-in's", M {
-              VORNWindowID theirs = m.Window(m.b); return m.As(m.a, [&] { VORNDestroyWindow(nullptr);
-                  VORNDestroyWindow(&m.unknown); VORNDestroyWindow(static_cast<char*>(theirs) + 1);
-                  const std::string before = S(VORNGetWindowIsVisible(theirs)); VORNDestroyWindow(theirs);
-                  VORNDestroyWindow(theirs);
-                  return Cat({before, S(VORNGetWindowIsVisible(theirs)), S(VORNIsWindowInFront(theirs))}); }); }, "100"),
         R("VORNTakeKeyboardFocus", "unknown and destroyed ids give it to the host; a disabled plug-in's window cannot take it", M {
               VORNWindowID mine = m.Window(m.a), theirs = m.Window(m.b); VORNDisablePlugin(m.b); m.Mark(); return m.As(m.a, [&] {
                   VORNTakeKeyboardFocus(mine); VORNTakeKeyboardFocus(&m.unknown); VORNDestroyWindow(mine);
@@ -403,20 +395,24 @@ const std::vector<Row>& Rows()
                   out += Cat({S(l), S(t), S(r), S(b), " ", S(VORNGetWindowRefCon(bad)),
                               S(VORNGetWindowIsVisible(bad) + VORNIsWindowInFront(bad)), " "}); }
               return out + S(VORNMouseClickHook(5, 5, 1)); }, "-1-1-1-1 null0 -1-1-1-1 null0 -1-1-1-1 null0 1"),
-        R("VORNSetWindowGeometry", "stored unchecked; null outs", M {
+        R("VORNSetWindowGeometry VORNSetWindowIsVisible", "geometry stored unchecked, null outs; a visibility other than 1 "
+          "kept, hidden is not in front", M {
               VORNWindowID w = m.Window(m.a); VORNGetWindowGeometry(w, nullptr, nullptr, nullptr, nullptr);
               VORNSetWindowGeometry(w, 1 << 30, -(1 << 30), -5, 5); int left = 0, top = 0, right = 0, bottom = 0;
-              VORNGetWindowGeometry(w, &left, &top, &right, &bottom);
-              return Cat({S(left), " ", S(top), " ", S(right), " ", S(bottom), " ", S(VORNMouseClickHook(0, 0, 1))}); },
-          "1073741824 -1073741824 -5 5 1"),
-        R("VORNSetWindowIsVisible", "a value other than 1 is kept; hidden is not in front", M {
-              VORNWindowID w = m.Window(m.a); VORNSetWindowIsVisible(w, -3); const std::string kept = S(VORNGetWindowIsVisible(w));
-              VORNSetWindowIsVisible(w, 0); return kept + " " + S(VORNIsWindowInFront(w)); }, "-3 0"),
-        R("VORNBringWindowToFront", "null and unknown; another plug-in's window", M {
-              VORNWindowID theirs = m.Window(m.b); VORNWindowID mine = m.Window(m.a); return m.As(m.a, [&] {
+              VORNGetWindowGeometry(w, &left, &top, &right, &bottom); const std::string click = S(VORNMouseClickHook(0, 0, 1));
+              VORNSetWindowIsVisible(w, -3); const std::string kept = S(VORNGetWindowIsVisible(w)); VORNSetWindowIsVisible(w, 0);
+              return Cat({S(left), " ", S(top), " ", S(right), " ", S(bottom), " ", click, " ", kept, S(VORNIsWindowInFront(w))}); },
+          "1073741824 -1073741824 -5 5 1 -30"),
+        R("VORNBringWindowToFront VORNDestroyWindow", "null and unknown; another plug-in's window; destroy null, unknown, "
+          "mid-record, another plug-in's, twice", M {
+              VORNWindowID theirs = m.Window(m.b), mine = m.Window(m.a); return m.As(m.a, [&] {
                   VORNBringWindowToFront(nullptr); VORNBringWindowToFront(&m.unknown);
                   const std::string before = S(VORNIsWindowInFront(mine)); VORNBringWindowToFront(theirs);
-                  return Cat({before, S(VORNIsWindowInFront(theirs)), S(VORNIsWindowInFront(mine))}); }); }, "110"),
+                  const std::string front = Cat({before, S(VORNIsWindowInFront(theirs)), S(VORNIsWindowInFront(mine))});
+                  VORNDestroyWindow(nullptr); VORNDestroyWindow(&m.unknown); VORNDestroyWindow(static_cast<char*>(theirs) + 1);
+                  const std::string shown = S(VORNGetWindowIsVisible(theirs)); VORNDestroyWindow(theirs); VORNDestroyWindow(theirs);
+                  return Cat({front, " ", shown, S(VORNGetWindowIsVisible(theirs)), S(VORNIsWindowInFront(theirs))}); }); },
+          "110 100"),
         R("VORNGetScreenSize VORNGetMouseLocation", "null outs go to the host",
           VOID(VORNGetScreenSize(nullptr, nullptr); VORNGetMouseLocation(nullptr, nullptr)),
           "done | host: GetScreenSize(null, null); GetMouseLocation(null, null, 1)"),
@@ -455,12 +451,6 @@ const std::vector<Row>& Rows()
 
         // ---- Data refs --------------------------------------------------------------------
         R("VORNFindDataRef", "null and unknown names", CALL(VORNFindDataRef(nullptr) == nullptr && VORNFindDataRef("no/such") == nullptr), "1"),
-        R("VORNIsDataRefGood", "null, foreign, mid-record and withdrawn handles", M {
-              VORNDataRef ref = m.Ref(m.a);
-              VORNDataRef mid = reinterpret_cast<VORNDataRef>(reinterpret_cast<char*>(ref) + 1);
-              const std::string before = S(VORNIsDataRefGood(ref)); m.As(m.a, [&] { VORNUnregisterDataAccessor(ref); });
-              return before + S(VORNIsDataRefGood(nullptr)) + S(VORNIsDataRefGood(reinterpret_cast<VORNDataRef>(&m.unknown))) +
-                     S(VORNIsDataRefGood(mid)) + S(VORNIsDataRefGood(ref)); }, "10000"),
         R("VORNCanWriteDataRef VORNGetDataRefTypes VORNSetDataf VORNGetDatad VORNSetDatad VORNSetDatavf VORNSetDatab",
           "null handle", M { return S(VORNCanWriteDataRef(nullptr)) + S(VORNGetDataRefTypes(nullptr)) + " " + ReadWriteAll(nullptr); },
           "00 000000 0"),
@@ -482,13 +472,17 @@ const std::vector<Row>& Rows()
               VORNDataRef theirs = m.Ref(m.b); m.Mark();
               return S(m.Ref(m.a, nullptr)) + S(m.Ref(m.a) == theirs ? 1 : 0); },
           "null1 | errors: 1:Dataref is already registered by someone else."),
-        R("VORNUnregisterDataAccessor", "null, foreign and mid-record pointers, another plug-in's, and twice, are reported", M {
-              VORNDataRef ref = m.Ref(m.a), theirs = m.Ref(m.b, "matrix/other"); m.Mark(); m.As(m.a, [&] {
-                  VORNUnregisterDataAccessor(nullptr); VORNUnregisterDataAccessor(reinterpret_cast<VORNDataRef>(&m.unknown));
-                  VORNUnregisterDataAccessor(reinterpret_cast<VORNDataRef>(reinterpret_cast<char*>(ref) + 1));
+        R("VORNUnregisterDataAccessor VORNIsDataRefGood", "null, foreign and mid-record pointers, another plug-in's, and twice, "
+          "are reported; such handles and a withdrawn one are not good", M {
+              VORNDataRef ref = m.Ref(m.a), theirs = m.Ref(m.b, "matrix/other"); m.Mark();
+              VORNDataRef foreign = reinterpret_cast<VORNDataRef>(&m.unknown);
+              VORNDataRef mid = reinterpret_cast<VORNDataRef>(reinterpret_cast<char*>(ref) + 1);
+              const std::string good = S(VORNIsDataRefGood(ref)); m.As(m.a, [&] {
+                  VORNUnregisterDataAccessor(nullptr); VORNUnregisterDataAccessor(foreign); VORNUnregisterDataAccessor(mid);
                   VORNUnregisterDataAccessor(theirs); VORNUnregisterDataAccessor(ref); VORNUnregisterDataAccessor(ref); });
-              return S(VORNIsDataRefGood(theirs)) + S(VORNIsDataRefGood(ref)); },
-          "10 | errors: " + kIllegalRef + "; " + kIllegalRef + "; " + kIllegalRef + "; " + kNotOwned + "; " + kNotOwned),
+              return Cat({good, S(VORNIsDataRefGood(nullptr)), S(VORNIsDataRefGood(foreign)), S(VORNIsDataRefGood(mid)),
+                          S(VORNIsDataRefGood(ref)), " ", S(VORNIsDataRefGood(theirs))}); },
+          "10000 1 | errors: " + kIllegalRef + "; " + kIllegalRef + "; " + kIllegalRef + "; " + kNotOwned + "; " + kNotOwned),
         R("VORNShareData VORNUnshareData", "null name, no type, two types, a clash of types; null name, null callback, never "
           "subscribed", AS_A(Cat({S(VORNShareData(nullptr, VORN_DATA_INT, nullptr, nullptr)),
               S(VORNShareData("matrix/shared", VORN_DATA_INT, NoChange, nullptr)),
@@ -550,12 +544,13 @@ const std::vector<Row>& Rows()
           "done | errors: 1:VORNRemoveMenuItem" + kMenuRange),
 
         // ---- Commands and utilities ----------------------------------------------------
-        R("VORNFindCommand VORNCreateCommand", "null name and description",
-          AS_A(Cat({S(VORNFindCommand(nullptr)), S(VORNCreateCommand(nullptr, nullptr))})), "\"nullnull\""),
-        R("VORNCommandBegin VORNCommandOnce VORNCommandEnd", "null command; never begun", M {
+        R("VORNFindCommand VORNCreateCommand VORNCommandBegin VORNCommandOnce VORNCommandEnd",
+          "null names and description; null command; never begun", M {
               VORNCommandRef command = m.Command(); m.Mark(); return m.As(m.a, [&] {
-                  VORNCommandBegin(nullptr); VORNCommandOnce(nullptr); VORNCommandEnd(nullptr); VORNCommandEnd(command); }); },
-          "done | host: CommandEnd(*)"),
+                  const std::string found = Cat({S(VORNFindCommand(nullptr)), S(VORNCreateCommand(nullptr, nullptr))});
+                  VORNCommandBegin(nullptr); VORNCommandOnce(nullptr); VORNCommandEnd(nullptr); VORNCommandEnd(command);
+                  return found; }); },
+          "nullnull | host: CommandEnd(*)"),
         R("VORNRegisterCommandHandler VORNUnregisterCommandHandler", "null command and null callback register nothing; "
           "a null command; another plug-in's handler stays", M {
               VORNCommandRef command = m.Command(); m.As(m.a, [&] { VORNRegisterCommandHandler(nullptr, NoCommand, 1, nullptr);
@@ -628,7 +623,7 @@ const std::vector<Row>& Rows()
         // ---- Multiplayer aircraft -------------------------------------------------------
         R("VORNAcquirePlanes VORNReleasePlanes VORNSetAircraftModel", "another plug-in owns them: not acquired (null callback), "
           "released nor set; negative index, null path", M {
-              m.As(m.b, [] { VORNAcquirePlanes(nullptr, NoPlanes, nullptr); }); m.Mark();
+              m.As(m.b, [] { VORNAcquirePlanes(nullptr, [](void*) {}, nullptr); }); m.Mark();
               const std::string acquired = m.As(m.a, [] { return S(VORNAcquirePlanes(nullptr, nullptr, nullptr)); });
               m.As(m.a, [] { VORNReleasePlanes(); VORNSetAircraftModel(1, "x.acf"); }); int owner = 0;
               m.As(m.b, [] { VORNSetAircraftModel(-1, "x.acf"); VORNSetAircraftModel(1, nullptr); });
