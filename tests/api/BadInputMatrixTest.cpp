@@ -590,20 +590,18 @@ const std::vector<Row>& Rows()
           "1:Illegal file type passed to VORNSaveDataFile. | host: LoadDataFile(1, null)"),
 
         // ---- Terrain probes and scenery objects ------------------------------------------
-        F("VORNCreateProbe VORNDestroyProbe", "an unusable type is kept; null, unknown, mid-record, destroyed twice, another "
-          "plug-in's", M {
+        F("VORNCreateProbe VORNDestroyProbe VORNProbeTerrainXYZ", "unusable types are kept; destroy null, unknown, mid-record, "
+          "twice, another plug-in's; probe with a null probe or result, a wrong structSize or type", M {
               VORNProbeRef theirs = m.Probe(m.b); m.As(m.a, [&] { VORNDestroyProbe(nullptr);
                   VORNDestroyProbe(&m.unknown); VORNDestroyProbe(static_cast<char*>(theirs) + 1);
                   VORNDestroyProbe(theirs); VORNDestroyProbe(theirs); });
-              return Cat({S(m.Probe(m.a)), " ", m.As(m.a, [] { return S(VORNCreateProbe(-1)); })}); },
-          "handle handle | host: CreateProbe(); CreateProbe()"),
-        F("VORNProbeTerrainXYZ", "null probe, null result, wrong structSize, wrong type", M {
-              VORNProbeRef probe = m.Probe(m.a); VORNProbeRef other = nullptr;
-              m.As(m.a, [&] { other = VORNCreateProbe(1); }); m.Mark();
+              VORNProbeRef probe = m.Probe(m.a), one = m.Made<VORNProbeRef>(m.a, [] { return VORNCreateProbe(1); });
+              VORNProbeRef unusable = m.Made<VORNProbeRef>(m.a, [] { return VORNCreateProbe(-1); });
               auto result = Sized<VORNProbeResult_t>(), wrong = Sized<VORNProbeResult_t>(40);
-              return Cat({S(VORNProbeTerrainXYZ(nullptr, 0, 0, 0, &result)), S(VORNProbeTerrainXYZ(probe, 0, 0, 0, nullptr)),
-                          S(VORNProbeTerrainXYZ(probe, 0, 0, 0, &wrong)), S(VORNProbeTerrainXYZ(other, 0, 0, 0, &result))}); },
-          "1111"),
+              return Cat({S(probe), S(one), S(unusable), " ", S(VORNProbeTerrainXYZ(nullptr, 0, 0, 0, &result)),
+                          S(VORNProbeTerrainXYZ(probe, 0, 0, 0, nullptr)), S(VORNProbeTerrainXYZ(probe, 0, 0, 0, &wrong)),
+                          S(VORNProbeTerrainXYZ(one, 0, 0, 0, &result)), S(VORNProbeTerrainXYZ(unusable, 0, 0, 0, &result))}); },
+          "handlehandlehandle 11111 | host: CreateProbe(); CreateProbe(); CreateProbe()"),
         R("VORNLoadObjectAsync", "null path and null callback, both answered", M {
               m.As(m.a, [] { VORNLoadObjectAsync(nullptr, NoObject, nullptr); VORNLoadObjectAsync("x.obj", nullptr, nullptr); });
               static int house = 0;
@@ -637,12 +635,11 @@ const std::vector<Row>& Rows()
           "done | host: CountAircraft(null, null, null); PlaceUserAtAirport(null)"),
 
         // ---- Camera ---------------------------------------------------------------------
-        R("VORNControlCamera", "null callback: the next frame gives control up", M {
-              m.As(m.a, [] { VORNControlCamera(0, nullptr, nullptr); }); float p[7] = {};
-              const int result = VORNCameraHook(&p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6]);
+        R("VORNControlCamera VORNDontControlCamera VORNReadCameraPosition", "nobody controls it, a null out; a null callback: "
+          "the next frame gives control up", M {
+              m.As(m.a, [] { VORNDontControlCamera(); VORNReadCameraPosition(nullptr); VORNControlCamera(0, nullptr, nullptr); });
+              float p[7] = {}; const int result = VORNCameraHook(&p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6]);
               return S(result) + S(VORNIsCameraBeingControlled(nullptr)); }, "10"),
-        R("VORNDontControlCamera VORNReadCameraPosition", "nobody controls it; null out",
-          AS_A_VOID(VORNDontControlCamera(); VORNReadCameraPosition(nullptr)), "done"),
     };
     return rows;
 }
