@@ -352,11 +352,11 @@ const std::vector<Row>& Rows()
           "1:Null callback for VORNCreateFlightLoop; 1:Illegal phase type for VORNCreateFlightLoop; "
           "1:Null callback for VORNCreateFlightLoop | host: GetElapsedTime(); GetElapsedTime(); GetElapsedTime()"),
         R("VORNDestroyFlightLoop VORNScheduleFlightLoop VORNUnregisterFlightLoopCallback VORNSetFlightLoopCallbackInterval",
-          "null handle, never registered: nothing; another plug-in's loop is reported", M {
+          "null handle, never registered (any owner's would match): nothing; another plug-in's loop is reported", M {
               VORNFlightLoopID loop = m.Made<VORNFlightLoopID>(m.b, [] {
                   VORNCreateFlightLoop_t params = {sizeof params, 0, NoLoop, nullptr}; return VORNCreateFlightLoop(&params); }); m.Mark();
               return m.As(m.a, [&] { VORNDestroyFlightLoop(nullptr); VORNScheduleFlightLoop(nullptr, 1, 1);
-                  VORNUnregisterFlightLoopCallback(NoLoop, nullptr); VORNSetFlightLoopCallbackInterval(NoLoop, 1.0f, 1, nullptr);
+                  VORNUnregisterFlightLoopCallback(NoLoop, &m.unknown); VORNSetFlightLoopCallbackInterval(NoLoop, 1, 1, &m.unknown);
                   VORNDestroyFlightLoop(loop); VORNScheduleFlightLoop(loop, -1.0f, 1); }); },
           "done | errors: 1:Attempt to remove a flight loop callback owned by another plugin.; "
           "1:Attempt to schedule a flight loop callback owned by another plugin."),
