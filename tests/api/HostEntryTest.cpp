@@ -2,6 +2,8 @@
 // what they leave behind (bad arguments are rows of the bad-input matrix).
 
 #include "HostFixture.h"
+#include "VORN/VORNDataAccess.h"
+#include "VORN/VORNDisplay.h"
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNUtilities.h"
 
@@ -9,17 +11,40 @@
 
 #include <dlfcn.h>
 
+#include <string>
+#include <vector>
+
 using namespace vorntest;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
 
 namespace {
 
+std::vector<std::string> gBuildWrites;
+void WriteBuildString(void*, void* bytes, int offset, int count)
+{
+    gBuildWrites.push_back(std::to_string(offset) + ":" +
+                           std::string(static_cast<const char*>(bytes), count));
+}
+
+int gHostWindowDraws = 0;
+void DrawHostWindow(VORNWindowID, void*)
+{
+    ++gHostWindowDraws;
+}
+
 // Start with a missing and with an empty plug-ins folder; shutdown; restart.
+// What the host itself opened goes with the library: the restart has no window.
 TEST_F(HostTest, StartRegistersTheHostAsZeroShutdownEmptiesRestartNumbersAgain)
 {
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(Start(), 19);
+        VORNDoDrawingHook(20, 0);
+        if (round == 0)
+            VORNCreateWindow(0, 100, 100, 0, 1, DrawHostWindow, nullptr, nullptr, nullptr);
+        VORNDoDrawingHook(20, 0);
+        EXPECT_EQ(gHostWindowDraws, 1);
         EXPECT_EQ(VORNInitialized() * 100 + VORNCountPlugins() * 10 + VORNIsPluginEnabled(0), 111);
         EXPECT_EQ(VORNFindPluginBySignature("corvane.taravel.taravel"), 0);
         EXPECT_EQ(VORNGetMyID(), 0);
@@ -28,6 +53,32 @@ TEST_F(HostTest, StartRegistersTheHostAsZeroShutdownEmptiesRestartNumbersAgain)
         started = false;
         EXPECT_EQ(VORNCountPlugins(), 0);
         root.MakeDir("Resources/plugins");
+    }
+}
+
+// The library tells the host its build in a byte data ref the host published,
+// with the terminating zero, once per start; a read-only one is left alone.
+TEST_F(HostTest, TheBuildStringArrivesOnceWithItsTerminatingZeroUnlessReadOnly)
+{
+    for (int writable : {1, 0}) {
+        SCOPED_TRACE(writable);
+        gBuildWrites.clear();
+        VORNDataRef ref = VORNRegisterDataAccessor(
+            "sim/version/vorn_build_string", VORN_DATA_BYTES, writable, nullptr, nullptr, nullptr,
+            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+            WriteBuildString, nullptr, nullptr);
+        Start();
+        VORNShutdownPlugins();
+        started = false;
+        VORNUnregisterDataAccessor(ref);
+        ASSERT_EQ(gBuildWrites.size(), writable ? 1u : 0u);
+        if (writable) {
+            const std::string& write = gBuildWrites[0];
+            EXPECT_EQ(write.size(), 23u);
+            EXPECT_EQ(write.back(), '\0');
+            EXPECT_THAT(write.substr(0, 22), MatchesRegex("0:[A-Z][a-z][a-z] [ 0-9][0-9] [0-9]{4} "
+                                                          "[0-9][0-9]:[0-9][0-9]:[0-9][0-9]"));
+        }
     }
 }
 
