@@ -19,15 +19,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// Results in the order of the list (the operands of + have none).
-std::string Cat(std::initializer_list<long long> values)
-{
-    std::string text;
-    for (long long v : values)
-        text += std::to_string(v);
-    return text;
-}
-
 // Accessor and subscriber calls: "<tag>.<callback>@<dispatched id>(<args>)".
 std::vector<std::string> gLog;
 
@@ -118,6 +109,7 @@ protected:
     }
 
     static void Unpublish(int id, VORNDataRef ref) { As(id, [&] { VORNUnregisterDataAccessor(ref); }); }
+
     static int Share(int id, const std::string& name, int type, Cell* cell)
     {
         return AsReturning<int>(
@@ -130,15 +122,6 @@ protected:
     }
 
     static VORNDataRef Find(const std::string& name) { return VORNFindDataRef(name.c_str()); }
-    static void Write(const std::string& name, int value) { VORNSetDatai(Find(name), value); }
-
-    static VORNPluginInventory Held(int id)
-    {
-        VORNPluginInventory inventory{};
-        inventory.structSize = sizeof inventory;
-        EXPECT_EQ(VORNGetPluginInventory(id, &inventory), 1);
-        return inventory;
-    }
 
     void ShutDownObserved()
     {
@@ -189,9 +172,9 @@ TEST_F(DataRefApiTest, ReadsAndWritesRunTheOwnersCallbacksInsideItsDispatch)
 TEST_F(DataRefApiTest, UnloadWithdrawsOnlyWhatThePluginHoldsThen)
 {
     Cell cell{"a"}, hostCell{"host", 12};
-    const int hostHeld = Held(0).dataRefs;  // earlier tests in this process may have left some
+    const int hostHeld = Holdings(0).dataRefs;  // earlier tests in this process may have left some
     VORNDataRef hosts = Publish(0, Name("h"), hostCell);
-    EXPECT_EQ(Cat({VORNGetDatai(hosts), Held(0).dataRefs - hostHeld}), "121");
+    EXPECT_EQ(Cat({VORNGetDatai(hosts), Holdings(0).dataRefs - hostHeld}), "121");
     VORNDataRef first = Publish(owner, Name("1"), cell);
     VORNDataRef middle = Publish(owner, Name("2"), cell);
     VORNDataRef last = Publish(owner, Name("3"), cell);
@@ -219,7 +202,7 @@ TEST_F(DataRefApiTest, ASharedItemIsAWritableHostDataRefOfItsType)
     EXPECT_EQ(Share(owner, Name("d"), VORN_DATA_DOUBLE, nullptr), 1);
     VORNDataRef ref = Find(Name("d"));
     As(reader, [&] { VORNSetDatad(ref, 6.5); });
-    EXPECT_EQ(Cat({VORNCanWriteDataRef(ref), VORNGetDataRefTypes(ref), Held(owner).sharedData}),
+    EXPECT_EQ(Cat({VORNCanWriteDataRef(ref), VORNGetDataRefTypes(ref), Holdings(owner).sharedData}),
               "140");
     EXPECT_EQ(AsReturning<double>(other, [&] { return VORNGetDatad(ref); }), 6.5);
     // Arrays start with one element.
@@ -272,8 +255,8 @@ TEST_F(DataRefApiTest, SubscribersChangingTheListDuringNotification)
     Share(reader, n1, VORN_DATA_INT, &b);
     Share(owner, n1, VORN_DATA_INT, &c);
     Share(other, n1, VORN_DATA_INT, &d);
-    Write(n1, 1);
-    Write(n1, 2);
+    VORNSetDatai(Find(n1), 1);
+    VORNSetDatai(Find(n1), 2);
     EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "d.changed" + x,
                                   "a.changed" + o, "d.changed" + x));
 }
@@ -294,7 +277,7 @@ TEST_F(DataRefApiTest, UnloadDropsThePluginsSubscriptionsAndKeepsTheValue)
     VORNDataRef ref = Find(name);
     As(owner, [&] { VORNSetDatai(ref, 77); });
     gAtUnload = [&] {
-        return std::to_string(Held(owner).sharedData) + std::to_string(Held(reader).sharedData);
+        return std::to_string(Holdings(owner).sharedData) + std::to_string(Holdings(reader).sharedData);
     };
     ShutDownObserved();
     EXPECT_THAT(gUnloads, ElementsAre("1: refs 0 shared 2 22", "2: refs 0 shared 2 02",

@@ -80,7 +80,8 @@ TEST_F(LifecycleTest, StartEnableMessagesDisableAndShutdownCallEachPluginAsItsel
                            (event == 13 ? "set" : "null") + " id=2>");
     }
     EXPECT_EQ(PluginLines(), expected);
-    EXPECT_EQ(host->messages.at(5).param, &marker);
+    EXPECT_EQ(host->CallsNamed("HostReceiveMessage").at(5),
+              "HostReceiveMessage(0, 108, " + Fmt(&marker) + ")");
 
     host->ClearRecord();
     VORNShutdownPlugins();

@@ -12,6 +12,7 @@
 #include "VORN/VORNUtilities.h"
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,24 @@ inline std::vector<std::string> gErrorTexts;
 inline void CollectError(const char* message)
 {
     gErrorTexts.emplace_back(message);
+}
+
+// Results in the order of the list (the operands of + have none).
+inline std::string Cat(std::initializer_list<long long> values)
+{
+    std::string text;
+    for (long long v : values)
+        text += std::to_string(v);
+    return text;
+}
+
+// What plug-in id holds, as the library counts it.
+inline VORNPluginInventory Holdings(int id)
+{
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    EXPECT_EQ(VORNGetPluginInventory(id, &inventory), 1) << "plug-in " << id;
+    return inventory;
 }
 
 class AgentHostTest : public HostTest {

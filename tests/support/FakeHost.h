@@ -71,20 +71,13 @@ public:
             all += write;
         return all;
     }
-    std::vector<std::string> CallNames() const
-    {
-        std::vector<std::string> names;
-        for (const HostCall& call : calls)
-            names.push_back(call.name);
-        return names;
-    }
+    std::vector<std::string> CallTexts(size_t first = 0) const;  // Text() of each from first
     std::vector<std::string> CallsNamed(const std::string& name) const;  // Text() of each
     size_t CountCalls(const std::string& name) const { return CallsNamed(name).size(); }
     void ClearRecord()
     {
         calls.clear();
         debugWrites.clear();
-        messages.clear();
     }
 
     // ---- results the slots give ----
@@ -127,14 +120,6 @@ public:
         void* refcon;
     };
     std::vector<AsyncLoad> asyncLoads;
-
-    // Messages the host received through HostReceiveMessage.
-    struct Message {
-        int from;
-        int message;
-        void* param;
-    };
-    std::vector<Message> messages;
 
     void Record(const std::string& name, const std::string& args) { calls.push_back({name, args}); }
 
