@@ -37,6 +37,7 @@ protected:
         AgentHostTest::SetUp();
         gWindowCalls.clear();
         gLeftovers.clear();
+        StartAgents(2);
     }
     // The callbacks' actions capture the test body's locals: none may run at shutdown.
     void TearDown() override
@@ -86,7 +87,6 @@ protected:
 
 TEST_F(DisplayApiTest, EachDrawingStepRunsItsPhaseAndAnswersAsTabled)
 {
-    StartAgents(2);
     for (int step = 1; step <= 26; ++step)
         EXPECT_EQ(VORNDoDrawingHook(step, 0), 1) << "nothing registered: the host draws " << step;
     std::vector<Cb> cbs(30, Cb(""));
@@ -122,7 +122,6 @@ TEST_F(DisplayApiTest, EachDrawingStepRunsItsPhaseAndAnswersAsTabled)
 
 TEST_F(DisplayApiTest, DrawCallbacksRunNewestFirstAsTheirOwnersAndAreKeyedWithoutOwner)
 {
-    StartAgents(2);
     Draw(a, p1, 20, 1);
     Draw(b, p2, 20, 1);
     Draw(a, p3, 20, 0);
@@ -166,7 +165,6 @@ TEST_F(DisplayApiTest, DrawCallbacksRunNewestFirstAsTheirOwnersAndAreKeyedWithou
 
 TEST_F(DisplayApiTest, KeysGoToEarlySniffersHotKeysTheFocusWindowThenLateSniffers)
 {
-    StartAgents(2);
     // A duplicate whoever registers it; the other stage is another registration.
     EXPECT_EQ(Cat({Sniffer(a, p1, 1), Sniffer(b, p1, 1), Sniffer(a, p1, 0), Sniffer(b, p2, 1),
                    Sniffer(a, p3, 7)}),
@@ -194,7 +192,6 @@ TEST_F(DisplayApiTest, KeysGoToEarlySniffersHotKeysTheFocusWindowThenLateSniffer
 
 TEST_F(DisplayApiTest, HotKeysListNewestFirstAndMatchExactFlagsNewestFirst)
 {
-    StartAgents(2);
     Cb h1("h1"), h2("h2"), h3("h3"), h4("h4");
     const std::string longText(600, 'd');
     std::string given = "Quit";
@@ -233,7 +230,6 @@ TEST_F(DisplayApiTest, HotKeysListNewestFirstAndMatchExactFlagsNewestFirst)
 
 TEST_F(DisplayApiTest, AHotKeyRemovedMidMatchIsSkippedAndFreedAfterTheWalk)
 {
-    StartAgents(2);
     Cb older("older"), self("self"), added("added");
     VORNHotKeyID olderId = HotKey(a, older, 'G', 0);
     VORNHotKeyID selfId = HotKey(b, self, 'G', 0);
@@ -252,7 +248,6 @@ TEST_F(DisplayApiTest, AHotKeyRemovedMidMatchIsSkippedAndFreedAfterTheWalk)
 
 TEST_F(DisplayApiTest, BothCreationFormsTakeTheCallbacksByName)
 {
-    StartAgents(2);
     host->ClearRecord();
     VORNWindowID plain = AsReturning<VORNWindowID>(b, [&] {
         return VORNCreateWindow(200, 300, 300, 200, 1, ProbeDraw, ProbeKey, ProbeMouse, &w2);
@@ -276,7 +271,6 @@ TEST_F(DisplayApiTest, BothCreationFormsTakeTheCallbacksByName)
 
 TEST_F(DisplayApiTest, NewerWindowsAreInFrontUntilRaisedAndHiddenOnesNeverAre)
 {
-    StartAgents(2);
     VORNWindowID older = Open(a, w1), newer = Open(b, w2);
     std::string front = Cat({VORNIsWindowInFront(newer), VORNIsWindowInFront(older)});
     VORNBringWindowToFront(older);
@@ -296,7 +290,6 @@ TEST_F(DisplayApiTest, NewerWindowsAreInFrontUntilRaisedAndHiddenOnesNeverAre)
 
 TEST_F(DisplayApiTest, AWindowRemovedMidWalkIsSkippedAndFreedAfterTheWalk)
 {
-    StartAgents(2);
     // w3's click runs a nested cursor walk in which w2 destroys w3, on which
     // the outer walk stands, and w1 behind; the outer walk goes on to w2 alone.
     Open(a, w1);
@@ -317,7 +310,6 @@ TEST_F(DisplayApiTest, AWindowRemovedMidWalkIsSkippedAndFreedAfterTheWalk)
 
 TEST_F(DisplayApiTest, ClicksGoFrontFirstWithFallThroughAndTheDragIsFedEveryFrame)
 {
-    StartAgents(2);
     Open(a, w1, 10, 20, 30, 5);
     Open(b, w2, 25, 150, 150, 15);
     VORNWindowID bare = VORNCreateWindow(0, 500, 500, 0, 1, nullptr, nullptr, nullptr, nullptr);
@@ -346,7 +338,6 @@ TEST_F(DisplayApiTest, ClicksGoFrontFirstWithFallThroughAndTheDragIsFedEveryFram
 
 TEST_F(DisplayApiTest, DisablingTheOwnerEndsItsDragTakesItsFocusAndPassesItsWindowsOver)
 {
-    StartAgents(2);
     VORNWindowID one = Open(a, w1);
     Open(b, w2, 200, 300, 300, 200);
     Focus(a, one);
@@ -374,7 +365,6 @@ TEST_F(DisplayApiTest, DisablingTheOwnerEndsItsDragTakesItsFocusAndPassesItsWind
 
 TEST_F(DisplayApiTest, UnloadingRemovesWhatEachPluginOwnedAndReleasesFocusAndDrag)
 {
-    StartAgents(2);
     VORNWindowID one = Open(a, w1);
     Open(a, w3, 500, 600, 600, 500);
     Open(b, w2, 20, 30, 30, 20);
@@ -418,7 +408,6 @@ TEST_F(DisplayApiTest, UnloadingRemovesWhatEachPluginOwnedAndReleasesFocusAndDra
 
 TEST_F(DisplayApiTest, ScreenSizeMouseLocationAndCameraPositionComeFromTheHost)
 {
-    StartAgents(1);
     int w = 0, h = 0, x = 0, y = 0;
     host->mouseX = 12;
     host->mouseY = 34;
@@ -448,7 +437,6 @@ int Controller(VORNCameraPositionRecord* position, int losing, void* refcon)
 
 TEST_F(DisplayApiTest, CameraReleaseByTheHostByTakeOverByDisableAndByUnload)
 {
-    StartAgents(2);
     auto control = [](int id, int duration, const char* tag) {
         As(id, [&] { VORNControlCamera(duration, Controller, const_cast<char*>(tag)); });
     };

@@ -98,13 +98,6 @@ protected:
         return path;
     }
 
-    static std::string Aircraft()
-    {
-        int total = 0, active = 0, owner = 0;
-        VORNCountAircraft(&total, &active, &owner);
-        return FmtArgs(total, active, owner);
-    }
-
     void* Load(int id, void* object)
     {
         host->loadedObject = object;
@@ -240,7 +233,9 @@ TEST_F(WorldApiTest, TheOwnerDrawsAndReinitsAndAnyPluginSetsTheUsersAircraftThro
                             "GetNthAircraftModel(" + FmtArgs(2, static_cast<void*>(path),
                                                              static_cast<void*>(fileName)) + ")"))
         << "no reinit with an older host's shorter table";
-    EXPECT_EQ(Aircraft(), "20, 5, 1");
+    int total = 0, active = 0, owner = 0;
+    VORNCountAircraft(&total, &active, &owner);
+    EXPECT_EQ(FmtArgs(total, active, owner), "20, 5, 1");
 }
 
 VORNObjectPlacementRecord At(float x, float a1, float a2, float a3, int size = 28)

@@ -24,15 +24,8 @@ void Rec(const char* name, Args... args)
 }
 
 // Output buffers are recorded by address: their contents are not text yet.
-void* Out(char* buffer)
-{
-    return buffer;
-}
-
-void Copy(char* out, size_t size, const std::string& text)
-{
-    std::snprintf(out, size, "%s", text.c_str());
-}
+void* Out(char* buffer) { return buffer; }
+void Copy(char* out, size_t size, const std::string& text) { std::snprintf(out, size, "%s", text.c_str()); }
 
 }  // namespace
 

@@ -7,9 +7,9 @@
 #include "VORN/VORNHostHooks.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -66,19 +66,12 @@ public:
     std::vector<std::string> debugWrites;  // each DebugString write separately
     std::string Log() const  // the writes concatenated
     {
-        std::string all;
-        for (const std::string& write : debugWrites)
-            all += write;
-        return all;
+        return std::accumulate(debugWrites.begin(), debugWrites.end(), std::string());
     }
     std::vector<std::string> CallTexts(size_t first = 0) const;  // Text() of each from first
     std::vector<std::string> CallsNamed(const std::string& name) const;  // Text() of each
     size_t CountCalls(const std::string& name) const { return CallsNamed(name).size(); }
-    void ClearRecord()
-    {
-        calls.clear();
-        debugWrites.clear();
-    }
+    void ClearRecord() { calls.clear(); debugWrites.clear(); }
 
     // ---- results the slots give ----
     float elapsedTime = 0.0f;
