@@ -233,8 +233,7 @@ TEST_F(DataRefApiTest, SubscribersAreToldInOrderInTheirOwnDispatchPerEntry)
     EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "a.changed" + o,
                                   "a.changed" + o, "b.changed" + r, "a.changed" + o));
 
-    // Unsharing matches name, type, refcon and the calling plug-in, one entry
-    // at a time.
+    // Unsharing matches name, type, refcon and the calling plug-in, one entry at a time.
     EXPECT_EQ(Cat({Unshare(owner, name, VORN_DATA_FLOAT, &a),
                    Unshare(owner, Name("unknown"), VORN_DATA_INT, &a),
                    Unshare(owner, name, VORN_DATA_INT, &b), Unshare(reader, name, VORN_DATA_INT, &a),

@@ -62,9 +62,7 @@ TEST_F(LifecycleTest, StartEnableMessagesDisableAndShutdownCallEachPluginAsItsel
     host->ClearRecord();
     VORNDisablePlugin(1);
     VORNDisablePlugin(1);
-    EXPECT_EQ(VORNEnablePlugin(1), 1);
-    EXPECT_EQ(VORNEnablePlugin(1), 1);
-    EXPECT_EQ(VORNEnablePlugin(3), 0);
+    EXPECT_EQ(Cat({VORNEnablePlugin(1), VORNEnablePlugin(1), VORNEnablePlugin(3)}), "110");
     VORNDisablePlugin(1);
     // Already marked disabled inside its own disable.
     EXPECT_THAT(PluginLines(), ElementsAre("<One:disable id=1>", "<One:enable id=1>", "<Three:enable id=3>",
@@ -167,10 +165,8 @@ TEST_F(AircraftTest, TheUsersAircraftAndSceneryPackagesBringTheirPluginsAndTheAi
                             "<acf a:disable id=3>", "<acf b:disable id=4>", "<acf A:stop id=2>",
                             "<acf a:stop id=3>", "<acf b:stop id=4>"));
     EXPECT_EQ(VORNCountPlugins(), 7) << "only trailing aircraft records go";
-    EXPECT_EQ(VORNIsPluginEnabled(2), 0);
-    EXPECT_EQ(VORNEnablePlugin(2), 0) << "an unloaded record is never enabled again";
-    EXPECT_EQ(VORNIsPluginEnabled(5), 1);
-
+    EXPECT_EQ(Cat({VORNIsPluginEnabled(2), VORNEnablePlugin(2), VORNIsPluginEnabled(5)}), "001")
+        << "an unloaded record is never enabled again";
 }
 
 TEST_F(AircraftTest, AReloadRunsOnceAfterTheNextPassAndBringsTheAircraftPluginsBack)
@@ -202,9 +198,8 @@ TEST_F(AircraftTest, AReloadRunsOnceAfterTheNextPassAndBringsTheAircraftPluginsB
     EXPECT_THAT(Names(), ElementsAre("Taravel", "G")) << "trailing aircraft records go";
 }
 
-// Some records outlive a shutdown by design (data refs, the handler list of
-// every command seen); once they exist, each start-use-shutdown cycle must
-// give back all it took.
+// Some records outlive a shutdown by design (data refs, the handler list of every command seen);
+// once they exist, each start-use-shutdown cycle must give back all it took.
 TEST_F(LifecycleTest, RepeatedStartAndShutdownCyclesDoNotGrow)
 {
 #if !defined(__SANITIZE_ADDRESS__)

@@ -311,8 +311,7 @@ TEST_F(MenusCommandsApiTest, APickGoesToTheFirstItemInMenuOrderAndMayRebuildTheM
         for (int i = 0; i < 20; ++i)  // enough to move the menu records' storage
             VORNCreateMenu("new", nullptr, 0, Pick, nullptr);
     };
-    EXPECT_EQ(VORNMenuHook(70), 0);
-    EXPECT_EQ(VORNMenuHook(70), 1) << "the destroyed menu's item is gone";
+    EXPECT_EQ(Cat({VORNMenuHook(70), VORNMenuHook(70)}), "01") << "the destroyed menu's item is gone";
     EXPECT_EQ(host->CountCalls("DestroyMenu") * 100 + Holdings(1).menus, 120);
     EXPECT_THAT(gLog, ElementsAre("m1/B@1", "m1/B@1", "m2/C@0", "m1/D@1"));
     VORNShutdownPlugins();

@@ -1,8 +1,7 @@
-// AgentHost.h - the one fixture for tests that drive the real libvorn.so with
-// real plug-ins: a fake host, a scratch simulator root holding N copies of
-// the agent plug-in (ids 1..N; the host's own record is 0) and As(), which
-// runs test code as one of them, so that whatever it registers is owned by
-// that plug-in exactly as if the plug-in's own code had done it.
+// AgentHost.h - the one fixture for tests that drive the real libvorn.so with real plug-ins: a fake
+// host, a scratch simulator root holding N copies of the agent plug-in (ids 1..N; the host's own
+// record is 0) and As(), which runs test code as one of them, so that whatever it registers is
+// owned by that plug-in exactly as if the plug-in's own code had done it.
 #ifndef VORN_TEST_AGENT_HOST_H
 #define VORN_TEST_AGENT_HOST_H
 
@@ -57,9 +56,8 @@ protected:
         HostTest::TearDown();
     }
 
-    // Installs `count` agents (a.vpl, b.vpl, ...: ids 1..count in that order)
-    // and starts the library. With `errors`, each agent reports its errors to
-    // gErrorTexts.
+    // Installs `count` agents (a.vpl, b.vpl, ...: ids 1..count in that order) and starts the
+    // library. With `errors`, each agent reports its errors to gErrorTexts.
     void StartAgents(int count, bool errors = false)
     {
         for (int i = 0; i < count; ++i)

@@ -1,6 +1,5 @@
-// FakeHost.h - a simulator stand-in for tests: a fully filled host hook table
-// whose slots record every call (name and arguments, in order) and answer
-// with results that each test can set.
+// FakeHost.h - a simulator stand-in for tests: a fully filled host hook table whose slots record
+// every call (name and arguments, in order) and answer with results that each test can set.
 #ifndef VORN_TEST_FAKE_HOST_H
 #define VORN_TEST_FAKE_HOST_H
 
