@@ -155,16 +155,14 @@ TEST_F(DataRefApiTest, ReadsAndWritesRunTheOwnersCallbacksInsideItsDispatch)
         VORNSetDatab(ref, bytes, 0, 0);
         EXPECT_EQ(VORNGetMyID(), reader);
     });
+    auto at = [&](const char* call, const std::string& args) { return call + o + "(" + args + ")"; };
     EXPECT_THAT(gLog, ElementsAre("r.readInt" + o, "r.readFloat" + o, "r.readDouble" + o,
-                                  "r.readInts" + o + "(" + Args(ints, 1, 2) + ")",
-                                  "r.readFloats" + o + "(" + Args(nullptr, -4, 99) + ")",
-                                  "r.readBytes" + o + "(" + Args(bytes, 0, 2) + ")",
-                                  "w.writeInt" + o + "(11)",
-                                  "w.writeFloat" + o + "(" + std::to_string(2.5f) + ")",
-                                  "w.writeDouble" + o + "(" + std::to_string(-1.0) + ")",
-                                  "w.writeInts" + o + "(" + Args(ints, 7, -3) + ")",
-                                  "w.writeFloats" + o + "(" + Args(floats, 0, 2) + ")",
-                                  "w.writeBytes" + o + "(" + Args(bytes, 0, 0) + ")"));
+                                  at("r.readInts", Args(ints, 1, 2)), at("r.readFloats", Args(nullptr, -4, 99)),
+                                  at("r.readBytes", Args(bytes, 0, 2)), at("w.writeInt", "11"),
+                                  at("w.writeFloat", std::to_string(2.5f)),
+                                  at("w.writeDouble", std::to_string(-1.0)),
+                                  at("w.writeInts", Args(ints, 7, -3)), at("w.writeFloats", Args(floats, 0, 2)),
+                                  at("w.writeBytes", Args(bytes, 0, 0))));
 }
 
 // Unload orphans exactly the data refs the plug-in holds then, following
@@ -175,10 +173,8 @@ TEST_F(DataRefApiTest, UnloadWithdrawsOnlyWhatThePluginHoldsThen)
     const int hostHeld = Holdings(0).dataRefs;  // earlier tests in this process may have left some
     VORNDataRef hosts = Publish(0, Name("h"), hostCell);
     EXPECT_EQ(Cat({VORNGetDatai(hosts), Holdings(0).dataRefs - hostHeld}), "121");
-    VORNDataRef first = Publish(owner, Name("1"), cell);
-    VORNDataRef middle = Publish(owner, Name("2"), cell);
-    VORNDataRef last = Publish(owner, Name("3"), cell);
-    VORNDataRef theirs = Publish(other, Name("4"), cell);
+    VORNDataRef first = Publish(owner, Name("1"), cell), middle = Publish(owner, Name("2"), cell);
+    VORNDataRef last = Publish(owner, Name("3"), cell), theirs = Publish(other, Name("4"), cell);
     Unpublish(owner, middle);
     ASSERT_EQ(Publish(other, Name("2"), cell), middle);
     Unpublish(owner, first);
@@ -221,8 +217,7 @@ TEST_F(DataRefApiTest, SubscribersAreToldInOrderInTheirOwnDispatchPerEntry)
 {
     const std::string name = Name("x");
     Cell a{"a"}, b{"b"};
-    Share(owner, name, VORN_DATA_INT, &a);
-    Share(reader, name, VORN_DATA_INT, &b);
+    Share(owner, name, VORN_DATA_INT, &a), Share(reader, name, VORN_DATA_INT, &b);
     Share(owner, name, VORN_DATA_INT, &a);
     VORNDataRef ref = Find(name);
     As(reader, [&] {
@@ -250,10 +245,8 @@ TEST_F(DataRefApiTest, SubscribersChangingTheListDuringNotification)
         EXPECT_EQ(VORNUnshareData(n1.c_str(), VORN_DATA_INT, Changed, &b), 1);
         EXPECT_EQ(Unshare(owner, n1, VORN_DATA_INT, &c), 1);
     };
-    Share(owner, n1, VORN_DATA_INT, &a);
-    Share(reader, n1, VORN_DATA_INT, &b);
-    Share(owner, n1, VORN_DATA_INT, &c);
-    Share(other, n1, VORN_DATA_INT, &d);
+    Share(owner, n1, VORN_DATA_INT, &a), Share(reader, n1, VORN_DATA_INT, &b);
+    Share(owner, n1, VORN_DATA_INT, &c), Share(other, n1, VORN_DATA_INT, &d);
     VORNSetDatai(Find(n1), 1);
     VORNSetDatai(Find(n1), 2);
     EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "d.changed" + x,
@@ -266,12 +259,9 @@ TEST_F(DataRefApiTest, UnloadDropsThePluginsSubscriptionsAndKeepsTheValue)
 {
     const std::string name = Name("x");
     Cell a{"a"}, b{"b"}, c{"c"};
-    Share(reader, name, VORN_DATA_INT, &a);
-    Share(owner, name, VORN_DATA_INT, &b);
-    Share(owner, name, VORN_DATA_INT, &a);
-    Share(reader, name, VORN_DATA_INT, &a);
-    Share(other, name, VORN_DATA_INT, &c);
-    Share(owner, Name("y"), VORN_DATA_DOUBLE, &b);
+    Share(reader, name, VORN_DATA_INT, &a), Share(owner, name, VORN_DATA_INT, &b);
+    Share(owner, name, VORN_DATA_INT, &a), Share(reader, name, VORN_DATA_INT, &a);
+    Share(other, name, VORN_DATA_INT, &c), Share(owner, Name("y"), VORN_DATA_DOUBLE, &b);
     EXPECT_EQ(Unshare(owner, name, VORN_DATA_INT, &a), 1);
     VORNDataRef ref = Find(name);
     As(owner, [&] { VORNSetDatai(ref, 77); });
