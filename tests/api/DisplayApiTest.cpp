@@ -362,8 +362,7 @@ TEST_F(DisplayApiTest, UnloadingRemovesWhatEachPluginOwnedAndReleasesFocusAndDra
     Open(a, w3, 500, 600, 600, 500);
     Open(b, w2, 20, 30, 30, 20);
     Cb h("h");
-    HotKey(b, h, 'X', 0);
-    HotKey(b, h, 'Y', 0);
+    HotKey(b, h, 'X', 0), HotKey(b, h, 'Y', 0);
     Draw(a, p1, 5, 1), Draw(a, p2, 5, 1), Draw(b, p3, 5, 1);
     Draw(a, p3, 200, 1);  // a phase no step draws
     Sniffer(a, p1, 1), Sniffer(b, p2, 1);
@@ -392,7 +391,8 @@ TEST_F(DisplayApiTest, UnloadingRemovesWhatEachPluginOwnedAndReleasesFocusAndDra
     WindowStep();
     VORNDoDrawingHook(2, 0);
     EXPECT_EQ(PressKey('x', 0, 'X'), 0);
-    EXPECT_THAT(gWindowCalls, ElementsAre("hw mouse3 5,5/0", "hw draw/0", "host 5b/0", "host x0X/0", "host hot/0"));
+    EXPECT_THAT(gWindowCalls,
+                ElementsAre("hw mouse3 5,5/0", "hw draw/0", "host 5b/0", "host x0X/0", "host hot/0"));
     EXPECT_EQ(Draw(a, p2, 5, 1) + Draw(a, p3, 200, 1) + Sniffer(a, p1, 1), 3)
         << "nothing is left to be a duplicate";
 }
