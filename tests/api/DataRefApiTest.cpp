@@ -19,15 +19,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// Results in the order of the list (the operands of + have none).
-std::string Cat(std::initializer_list<long long> values)
-{
-    std::string text;
-    for (long long v : values)
-        text += std::to_string(v);
-    return text;
-}
-
 // Accessor and subscriber calls: "<tag>.<callback>@<dispatched id>(<args>)".
 std::vector<std::string> gLog;
 
@@ -118,6 +109,7 @@ protected:
     }
 
     static void Unpublish(int id, VORNDataRef ref) { As(id, [&] { VORNUnregisterDataAccessor(ref); }); }
+
     static int Share(int id, const std::string& name, int type, Cell* cell)
     {
         return AsReturning<int>(
@@ -130,15 +122,6 @@ protected:
     }
 
     static VORNDataRef Find(const std::string& name) { return VORNFindDataRef(name.c_str()); }
-    static void Write(const std::string& name, int value) { VORNSetDatai(Find(name), value); }
-
-    static VORNPluginInventory Held(int id)
-    {
-        VORNPluginInventory inventory{};
-        inventory.structSize = sizeof inventory;
-        EXPECT_EQ(VORNGetPluginInventory(id, &inventory), 1);
-        return inventory;
-    }
 
     void ShutDownObserved()
     {
@@ -172,16 +155,14 @@ TEST_F(DataRefApiTest, ReadsAndWritesRunTheOwnersCallbacksInsideItsDispatch)
         VORNSetDatab(ref, bytes, 0, 0);
         EXPECT_EQ(VORNGetMyID(), reader);
     });
+    auto at = [&](const char* call, const std::string& args) { return call + o + "(" + args + ")"; };
     EXPECT_THAT(gLog, ElementsAre("r.readInt" + o, "r.readFloat" + o, "r.readDouble" + o,
-                                  "r.readInts" + o + "(" + Args(ints, 1, 2) + ")",
-                                  "r.readFloats" + o + "(" + Args(nullptr, -4, 99) + ")",
-                                  "r.readBytes" + o + "(" + Args(bytes, 0, 2) + ")",
-                                  "w.writeInt" + o + "(11)",
-                                  "w.writeFloat" + o + "(" + std::to_string(2.5f) + ")",
-                                  "w.writeDouble" + o + "(" + std::to_string(-1.0) + ")",
-                                  "w.writeInts" + o + "(" + Args(ints, 7, -3) + ")",
-                                  "w.writeFloats" + o + "(" + Args(floats, 0, 2) + ")",
-                                  "w.writeBytes" + o + "(" + Args(bytes, 0, 0) + ")"));
+                                  at("r.readInts", Args(ints, 1, 2)), at("r.readFloats", Args(nullptr, -4, 99)),
+                                  at("r.readBytes", Args(bytes, 0, 2)), at("w.writeInt", "11"),
+                                  at("w.writeFloat", std::to_string(2.5f)),
+                                  at("w.writeDouble", std::to_string(-1.0)),
+                                  at("w.writeInts", Args(ints, 7, -3)), at("w.writeFloats", Args(floats, 0, 2)),
+                                  at("w.writeBytes", Args(bytes, 0, 0))));
 }
 
 // Unload orphans exactly the data refs the plug-in holds then, following
@@ -189,13 +170,11 @@ TEST_F(DataRefApiTest, ReadsAndWritesRunTheOwnersCallbacksInsideItsDispatch)
 TEST_F(DataRefApiTest, UnloadWithdrawsOnlyWhatThePluginHoldsThen)
 {
     Cell cell{"a"}, hostCell{"host", 12};
-    const int hostHeld = Held(0).dataRefs;  // earlier tests in this process may have left some
+    const int hostHeld = Holdings(0).dataRefs;  // earlier tests in this process may have left some
     VORNDataRef hosts = Publish(0, Name("h"), hostCell);
-    EXPECT_EQ(Cat({VORNGetDatai(hosts), Held(0).dataRefs - hostHeld}), "121");
-    VORNDataRef first = Publish(owner, Name("1"), cell);
-    VORNDataRef middle = Publish(owner, Name("2"), cell);
-    VORNDataRef last = Publish(owner, Name("3"), cell);
-    VORNDataRef theirs = Publish(other, Name("4"), cell);
+    EXPECT_EQ(Cat({VORNGetDatai(hosts), Holdings(0).dataRefs - hostHeld}), "121");
+    VORNDataRef first = Publish(owner, Name("1"), cell), middle = Publish(owner, Name("2"), cell);
+    VORNDataRef last = Publish(owner, Name("3"), cell), theirs = Publish(other, Name("4"), cell);
     Unpublish(owner, middle);
     ASSERT_EQ(Publish(other, Name("2"), cell), middle);
     Unpublish(owner, first);
@@ -219,7 +198,7 @@ TEST_F(DataRefApiTest, ASharedItemIsAWritableHostDataRefOfItsType)
     EXPECT_EQ(Share(owner, Name("d"), VORN_DATA_DOUBLE, nullptr), 1);
     VORNDataRef ref = Find(Name("d"));
     As(reader, [&] { VORNSetDatad(ref, 6.5); });
-    EXPECT_EQ(Cat({VORNCanWriteDataRef(ref), VORNGetDataRefTypes(ref), Held(owner).sharedData}),
+    EXPECT_EQ(Cat({VORNCanWriteDataRef(ref), VORNGetDataRefTypes(ref), Holdings(owner).sharedData}),
               "140");
     EXPECT_EQ(AsReturning<double>(other, [&] { return VORNGetDatad(ref); }), 6.5);
     // Arrays start with one element.
@@ -238,8 +217,7 @@ TEST_F(DataRefApiTest, SubscribersAreToldInOrderInTheirOwnDispatchPerEntry)
 {
     const std::string name = Name("x");
     Cell a{"a"}, b{"b"};
-    Share(owner, name, VORN_DATA_INT, &a);
-    Share(reader, name, VORN_DATA_INT, &b);
+    Share(owner, name, VORN_DATA_INT, &a), Share(reader, name, VORN_DATA_INT, &b);
     Share(owner, name, VORN_DATA_INT, &a);
     VORNDataRef ref = Find(name);
     As(reader, [&] {
@@ -250,8 +228,7 @@ TEST_F(DataRefApiTest, SubscribersAreToldInOrderInTheirOwnDispatchPerEntry)
     EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "a.changed" + o,
                                   "a.changed" + o, "b.changed" + r, "a.changed" + o));
 
-    // Unsharing matches name, type, refcon and the calling plug-in, one entry
-    // at a time.
+    // Unsharing matches name, type, refcon and the calling plug-in, one entry at a time.
     EXPECT_EQ(Cat({Unshare(owner, name, VORN_DATA_FLOAT, &a),
                    Unshare(owner, Name("unknown"), VORN_DATA_INT, &a),
                    Unshare(owner, name, VORN_DATA_INT, &b), Unshare(reader, name, VORN_DATA_INT, &a),
@@ -268,12 +245,10 @@ TEST_F(DataRefApiTest, SubscribersChangingTheListDuringNotification)
         EXPECT_EQ(VORNUnshareData(n1.c_str(), VORN_DATA_INT, Changed, &b), 1);
         EXPECT_EQ(Unshare(owner, n1, VORN_DATA_INT, &c), 1);
     };
-    Share(owner, n1, VORN_DATA_INT, &a);
-    Share(reader, n1, VORN_DATA_INT, &b);
-    Share(owner, n1, VORN_DATA_INT, &c);
-    Share(other, n1, VORN_DATA_INT, &d);
-    Write(n1, 1);
-    Write(n1, 2);
+    Share(owner, n1, VORN_DATA_INT, &a), Share(reader, n1, VORN_DATA_INT, &b);
+    Share(owner, n1, VORN_DATA_INT, &c), Share(other, n1, VORN_DATA_INT, &d);
+    VORNSetDatai(Find(n1), 1);
+    VORNSetDatai(Find(n1), 2);
     EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "d.changed" + x,
                                   "a.changed" + o, "d.changed" + x));
 }
@@ -284,17 +259,14 @@ TEST_F(DataRefApiTest, UnloadDropsThePluginsSubscriptionsAndKeepsTheValue)
 {
     const std::string name = Name("x");
     Cell a{"a"}, b{"b"}, c{"c"};
-    Share(reader, name, VORN_DATA_INT, &a);
-    Share(owner, name, VORN_DATA_INT, &b);
-    Share(owner, name, VORN_DATA_INT, &a);
-    Share(reader, name, VORN_DATA_INT, &a);
-    Share(other, name, VORN_DATA_INT, &c);
-    Share(owner, Name("y"), VORN_DATA_DOUBLE, &b);
+    Share(reader, name, VORN_DATA_INT, &a), Share(owner, name, VORN_DATA_INT, &b);
+    Share(owner, name, VORN_DATA_INT, &a), Share(reader, name, VORN_DATA_INT, &a);
+    Share(other, name, VORN_DATA_INT, &c), Share(owner, Name("y"), VORN_DATA_DOUBLE, &b);
     EXPECT_EQ(Unshare(owner, name, VORN_DATA_INT, &a), 1);
     VORNDataRef ref = Find(name);
     As(owner, [&] { VORNSetDatai(ref, 77); });
     gAtUnload = [&] {
-        return std::to_string(Held(owner).sharedData) + std::to_string(Held(reader).sharedData);
+        return std::to_string(Holdings(owner).sharedData) + std::to_string(Holdings(reader).sharedData);
     };
     ShutDownObserved();
     EXPECT_THAT(gUnloads, ElementsAre("1: refs 0 shared 2 22", "2: refs 0 shared 2 02",

@@ -40,11 +40,10 @@ TEST_F(LifecycleTest, StartEnableMessagesDisableAndShutdownCallEachPluginAsItsel
                                            "<One:enable id=1>", "<Two:enable id=2>", "<Three:enable id=3>"));
     EXPECT_EQ(Info(1), "One|" + one + "|t.one|Shows itself");
     EXPECT_EQ(Info(0), "Taravel||corvane.taravel.taravel|Taravel flight simulator");
-    EXPECT_EQ(VORNFindPluginByPath(one.c_str()), 1);
-    EXPECT_EQ(VORNFindPluginByPath(""), 0) << "the host's path is empty";
-    EXPECT_EQ(VORNFindPluginBySignature("t.two"), 2);
-    EXPECT_EQ(VORNFindPluginBySignature("T.TWO") + VORNFindPluginBySignature("t.tw"), -2);
-    EXPECT_EQ(VORNIsPluginEnabled(2) * 10 + VORNIsPluginEnabled(3), 10);
+    EXPECT_EQ(Cat({VORNFindPluginByPath(one.c_str()), VORNFindPluginBySignature("t.two"),
+                   VORNFindPluginBySignature("T.TWO"), VORNFindPluginBySignature("t.tw"),
+                   VORNIsPluginEnabled(2), VORNIsPluginEnabled(3)}),
+              "12-1-110");
 
     // A broadcast reaches the host first, then the enabled plug-ins with the sender's id.
     host->ClearRecord();
@@ -63,9 +62,7 @@ TEST_F(LifecycleTest, StartEnableMessagesDisableAndShutdownCallEachPluginAsItsel
     host->ClearRecord();
     VORNDisablePlugin(1);
     VORNDisablePlugin(1);
-    EXPECT_EQ(VORNEnablePlugin(1), 1);
-    EXPECT_EQ(VORNEnablePlugin(1), 1);
-    EXPECT_EQ(VORNEnablePlugin(3), 0);
+    EXPECT_EQ(Cat({VORNEnablePlugin(1), VORNEnablePlugin(1), VORNEnablePlugin(3)}), "110");
     VORNDisablePlugin(1);
     // Already marked disabled inside its own disable.
     EXPECT_THAT(PluginLines(), ElementsAre("<One:disable id=1>", "<One:enable id=1>", "<Three:enable id=3>",
@@ -80,7 +77,8 @@ TEST_F(LifecycleTest, StartEnableMessagesDisableAndShutdownCallEachPluginAsItsel
                            (event == 13 ? "set" : "null") + " id=2>");
     }
     EXPECT_EQ(PluginLines(), expected);
-    EXPECT_EQ(host->messages.at(5).param, &marker);
+    EXPECT_EQ(host->CallsNamed("HostReceiveMessage").at(5),
+              "HostReceiveMessage(0, 108, " + Fmt(&marker) + ")");
 
     host->ClearRecord();
     VORNShutdownPlugins();
@@ -129,8 +127,7 @@ TEST_F(AircraftTest, TheUsersAircraftAndSceneryPackagesBringTheirPluginsAndTheAi
     Start();
     int other = 3;
     host->ClearRecord();
-    VORNEventHook(3, &other, 0);
-    VORNEventHook(8, &other, 0);
+    VORNEventHook(3, &other, 0), VORNEventHook(8, &other, 0);
     EXPECT_EQ(VORNCountPlugins(), 2) << "another aircraft only broadcasts";
     EXPECT_EQ(host->CountCalls("GetNthAircraftModel"), 0u);
     EXPECT_THAT(PluginLines(), ElementsAre("<Global:msg 102 from 0 param set id=1>",
@@ -167,10 +164,8 @@ TEST_F(AircraftTest, TheUsersAircraftAndSceneryPackagesBringTheirPluginsAndTheAi
                             "<acf a:disable id=3>", "<acf b:disable id=4>", "<acf A:stop id=2>",
                             "<acf a:stop id=3>", "<acf b:stop id=4>"));
     EXPECT_EQ(VORNCountPlugins(), 7) << "only trailing aircraft records go";
-    EXPECT_EQ(VORNIsPluginEnabled(2), 0);
-    EXPECT_EQ(VORNEnablePlugin(2), 0) << "an unloaded record is never enabled again";
-    EXPECT_EQ(VORNIsPluginEnabled(5), 1);
-
+    EXPECT_EQ(Cat({VORNIsPluginEnabled(2), VORNEnablePlugin(2), VORNIsPluginEnabled(5)}), "001")
+        << "an unloaded record is never enabled again";
 }
 
 TEST_F(AircraftTest, AReloadRunsOnceAfterTheNextPassAndBringsTheAircraftPluginsBack)
@@ -202,9 +197,8 @@ TEST_F(AircraftTest, AReloadRunsOnceAfterTheNextPassAndBringsTheAircraftPluginsB
     EXPECT_THAT(Names(), ElementsAre("Taravel", "G")) << "trailing aircraft records go";
 }
 
-// Some records outlive a shutdown by design (data refs, the handler list of
-// every command seen); once they exist, each start-use-shutdown cycle must
-// give back all it took.
+// Some records outlive a shutdown by design (data refs, the handler list of every command seen);
+// once they exist, each start-use-shutdown cycle must give back all it took.
 TEST_F(LifecycleTest, RepeatedStartAndShutdownCyclesDoNotGrow)
 {
 #if !defined(__SANITIZE_ADDRESS__)

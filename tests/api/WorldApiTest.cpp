@@ -1,8 +1,7 @@
-// Multiplayer aircraft, scenery objects, terrain probes, a camera control and
+// Multiplayer aircraft, scenery objects, terrain probes and
 // the utilities, through the real library with agent plug-ins 1..3.
 
 #include "AgentHost.h"
-#include "VORN/VORNCamera.h"
 #include "VORN/VORNDataAccess.h"
 #include "VORN/VORNPlanes.h"
 #include "VORN/VORNScenery.h"
@@ -42,18 +41,10 @@ void Waiting(void* refcon)
         VORNReleasePlanes();
 }
 
-int Held(int id)
-{
-    VORNPluginInventory inventory{};
-    inventory.structSize = sizeof inventory;
-    VORNGetPluginInventory(id, &inventory);
-    return inventory.objects;
-}
-
 void Loaded(void* object, void* refcon)
 {
     gLog.push_back("loaded " + Fmt(object) + " as " + Me() + " holding " +
-                   std::to_string(Held(VORNGetMyID())));
+                   std::to_string(Holdings(VORNGetMyID()).objects));
     if (refcon == kUnload)
         VORNUnloadObject(object);
 }
@@ -107,13 +98,6 @@ protected:
         return path;
     }
 
-    static std::string Aircraft()
-    {
-        int total = 0, active = 0, owner = 0;
-        VORNCountAircraft(&total, &active, &owner);
-        return FmtArgs(total, active, owner);
-    }
-
     void* Load(int id, void* object)
     {
         host->loadedObject = object;
@@ -150,14 +134,6 @@ protected:
             indices += host->CallsNamed("ProbeTerrainXYZ").back()[16];
         }
         return indices;
-    }
-
-    std::vector<std::string> HostCalls(size_t first = 0) const
-    {
-        std::vector<std::string> calls;
-        for (size_t i = first; i < host->calls.size(); ++i)
-            calls.push_back(host->calls[i].Text());
-        return calls;
     }
 
     std::vector<VORNDataRef> aiLoc;
@@ -247,7 +223,7 @@ TEST_F(WorldApiTest, TheOwnerDrawsAndReinitsAndAnyPluginSetsTheUsersAircraftThro
     });
     char fileName[256], path[512];
     VORNGetNthAircraftModel(2, fileName, path);
-    EXPECT_THAT(HostCalls(),
+    EXPECT_THAT(host->CallTexts(),
                 ElementsAre("DrawAircraft(" + FmtArgs(3, 1.f, 2.f, 3.f, 4.f, 5.f, 6.f, 1,
                                                       static_cast<void*>(&state)) + ")",
                             "ReinitUsersPlane(208, 201)",
@@ -257,7 +233,9 @@ TEST_F(WorldApiTest, TheOwnerDrawsAndReinitsAndAnyPluginSetsTheUsersAircraftThro
                             "GetNthAircraftModel(" + FmtArgs(2, static_cast<void*>(path),
                                                              static_cast<void*>(fileName)) + ")"))
         << "no reinit with an older host's shorter table";
-    EXPECT_EQ(Aircraft(), "20, 5, 1");
+    int total = 0, active = 0, owner = 0;
+    VORNCountAircraft(&total, &active, &owner);
+    EXPECT_EQ(FmtArgs(total, active, owner), "20, 5, 1");
 }
 
 VORNObjectPlacementRecord At(float x, float a1, float a2, float a3, int size = 28)
@@ -288,19 +266,15 @@ TEST_F(WorldApiTest, DrawingSwapsTheFirstTwoAnglesAndChecksOnlyForAPluginWithAnE
 TEST_F(WorldApiTest, ObjectsStandPerLoadAndAsyncResultsAreHeldAfterTheCallbackOrGoBackAtUnload)
 {
     EXPECT_EQ(Load(1, kTree), kTree);
-    Load(1, kHouse);
-    Load(2, kHouse);
-    Load(1, kTree);
+    Load(1, kHouse), Load(2, kHouse), Load(1, kTree);
     EXPECT_EQ(Load(1, nullptr), nullptr);
     As(1, [] { VORNUnloadObject(kTree); });
-    LoadAsync(2, kUnload);
-    LoadAsync(3);
-    Answer(0, kTree);
-    Answer(1, nullptr);
+    LoadAsync(2, kUnload), LoadAsync(3);
+    Answer(0, kTree), Answer(1, nullptr);
     LoadAsync(1);
     VORNDisablePlugin(1);
     Answer(2, kTree);
-    EXPECT_EQ(Held(1), 2) << "disabling keeps them; the result waits";
+    EXPECT_EQ(Holdings(1).objects, 2) << "disabling keeps them; the result waits";
     EXPECT_EQ(VORNEnablePlugin(1), 1);
     LoadAsync(1);
     VORNDisablePlugin(1);
@@ -314,12 +288,10 @@ TEST_F(WorldApiTest, ObjectsStandPerLoadAndAsyncResultsAreHeldAfterTheCallbackOr
     LoadAsync(1);
     VORNDisablePlugin(1);
     Answer(4, kTree);
-    LoadAsync(2);
-    LoadAsync(2);
+    LoadAsync(2), LoadAsync(2);
     VORNShutdownPlugins();
     started = false;
-    Answer(5, kHouse);
-    Answer(6, nullptr);
+    Answer(5, kHouse), Answer(6, nullptr);
     EXPECT_THAT(host->CallsNamed("UnloadObject"),
                 ElementsAre(Unloaded(kTree), Unloaded(kTree), Unloaded(kHouse), Unloaded(kTree),
                             Unloaded(kTree), Unloaded(kHouse), Unloaded(kHouse), Unloaded(kTree),
@@ -335,8 +307,7 @@ TEST_F(WorldApiTest, ProbeIndicesAreReusedLowestFirstAndAPluginsProbesFreedAtIts
               VORN_PROBE_HIT_TERRAIN);
     host->probeHit = 0;
     EXPECT_EQ(VORNProbeTerrainXYZ(third, 1.5f, -2.0f, 3.25f, &result), VORN_PROBE_MISSED);
-    const std::string fields =
-        FmtArgs(result.first, result.second, result.third, &result.resultFlag);
+    const std::string fields = FmtArgs(result.first, result.second, result.third, &result.resultFlag);
     EXPECT_THAT(host->CallsNamed("ProbeTerrainXYZ"),
                 ElementsAre("ProbeTerrainXYZ(1, 0, 0, 0, " + fields + ")",
                             "ProbeTerrainXYZ(3, 1.5, -2, 3.25, " + fields + ")"));
@@ -346,14 +317,6 @@ TEST_F(WorldApiTest, ProbeIndicesAreReusedLowestFirstAndAPluginsProbesFreedAtIts
     VORNReloadPlugins();
     Frame(1);
     EXPECT_EQ(NewIndices(2, 5), "12345") << "not the host's own";
-}
-
-TEST_F(WorldApiTest, HostEventOneLeavesALongCameraControlAlone)
-{
-    const VORNCameraControl_f keep = [](VORNCameraPositionRecord*, int, void*) { return 1; };
-    As(1, [&] { VORNControlCamera(2, keep, nullptr); });
-    VORNEventHook(1, nullptr, 0);
-    EXPECT_EQ(VORNIsCameraBeingControlled(nullptr), 1);
 }
 
 // Presses each button given, and releases each negated one.
@@ -459,7 +422,7 @@ TEST_F(WorldApiTest, PathsVersionsDataFilesAirportsAndObjectLookupsComeFromTheHo
     });
     EXPECT_EQ(FmtArgs(sim, lib, hostId, load, save, found) + " " + system + " " + prefs,
               "1100, 210, 1, 5, 5, 4 /opt/sim/ " + host->prefsPath);
-    EXPECT_THAT(HostCalls(3),
+    EXPECT_THAT(host->CallTexts(3),
                 ElementsAre("PlaceUserAtAirport(\"KXYZ\")", "LoadDataFile(1, \"a.sit\")",
                             "SaveDataFile(2, \"b.mov\")",
                             "LookupObjects(\"lib/*.obj\", 1.5, 2.5, null, " + Fmt(&refcon) + ")"));

@@ -26,10 +26,7 @@ VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescriptio
 
 VORN_API void VPluginStop(void) {}
 
-VORN_API int VPluginEnable(void)
-{
-    return 1;
-}
+VORN_API int VPluginEnable(void) { return 1; }
 
 VORN_API void VPluginDisable(void) {}
 

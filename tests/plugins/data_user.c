@@ -9,23 +9,9 @@
 static int gCounter = 0;
 static VORNDataRef gCounterRef = NULL;
 
-static int ReadCounter(void* refcon)
-{
-    (void)refcon;
-    return gCounter;
-}
-
-static void WriteCounter(void* refcon, int value)
-{
-    (void)refcon;
-    gCounter = value;
-}
-
-static void SharedChanged(void* refcon)
-{
-    (void)refcon;
-    ++gCounter;
-}
+static int ReadCounter(void* refcon) { return (void)refcon, gCounter; }
+static void WriteCounter(void* refcon, int value) { (void)refcon, gCounter = value; }
+static void SharedChanged(void* refcon) { (void)refcon, ++gCounter; }
 
 VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescription)
 {
@@ -54,7 +40,5 @@ VORN_API void VPluginDisable(void)
 
 VORN_API void VPluginReceiveMessage(VORNPluginID from, int message, void* param)
 {
-    (void)from;
-    (void)message;
-    (void)param;
+    (void)from, (void)message, (void)param;
 }

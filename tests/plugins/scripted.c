@@ -1,14 +1,13 @@
-/* A plug-in configured by "<module path>.cfg" (see Setting), so that copies of it at several
-   paths act as several plug-ins. Every entry point logs "<name:what id=N>" through the real API.
-   The message 0x7100 with an int[3] stores there what VORNGetMyID() (twice) and
-   VORNCountPlugins() answer on a thread of its own. */
+/* A plug-in configured by "<module path>.cfg", one key=value a line (see Setting), so that
+   copies of it at several paths act as several plug-ins. Every entry point logs
+   "<name:what id=N>" through the real API. The message 0x7100 with an int[3] stores there what
+   VORNGetMyID() (twice) and VORNCountPlugins() answer on a thread of its own. */
 #define _GNU_SOURCE
-#include "module_config.h"
-
 #include "VORN/VORNPlugin.h"
 #include "VORN/VORNProcessing.h"
 #include "VORN/VORNUtilities.h"
 
+#include <dlfcn.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <string.h>
@@ -39,6 +38,29 @@ static void Setting(const char* key, const char* value)
     }
 }
 
+/* Signs with the module's path and reads the settings beside it, if there are any. */
+static void ReadConfig(void)
+{
+    Dl_info info;
+    char path[1200], line[600];
+    FILE* file;
+    if (dladdr((void*)&ReadConfig, &info) == 0 || info.dli_fname == NULL)
+        return;
+    snprintf(gSignature, sizeof gSignature, "scripted:%s", info.dli_fname);
+    snprintf(path, sizeof path, "%s.cfg", info.dli_fname);
+    if ((file = fopen(path, "r")) == NULL)
+        return;
+    while (fgets(line, sizeof line, file) != NULL) {
+        char* value = strchr(line, '=');
+        if (value != NULL) {
+            *value++ = '\0';
+            value[strcspn(value, "\r\n")] = '\0';
+            Setting(line, value);
+        }
+    }
+    fclose(file);
+}
+
 static float EveryPass(float sinceLast, float sinceLoop, int counter, void* refcon)
 {
     (void)sinceLast, (void)sinceLoop, (void)counter, (void)refcon;
@@ -57,11 +79,7 @@ static void* MakeCalls(void* out)
 
 VORN_API int VPluginStart(char* outName, char* outSignature, char* outDescription)
 {
-    const char* modulePath = ModulePath((void*)&Setting);
-    if (modulePath != NULL) {
-        snprintf(gSignature, sizeof gSignature, "scripted:%s", modulePath);
-        ReadModuleConfig(modulePath, Setting);
-    }
+    ReadConfig();
     strcpy(outName, gName);
     strcpy(outSignature, gSignature);
     strcpy(outDescription, gDescription);

@@ -1,8 +1,7 @@
-// AgentHost.h - the one fixture for tests that drive the real libvorn.so with
-// real plug-ins: a fake host, a scratch simulator root holding N copies of
-// the agent plug-in (ids 1..N; the host's own record is 0) and As(), which
-// runs test code as one of them, so that whatever it registers is owned by
-// that plug-in exactly as if the plug-in's own code had done it.
+// AgentHost.h - the one fixture for tests that drive the real libvorn.so with real plug-ins: a fake
+// host, a scratch simulator root holding N copies of the agent plug-in (ids 1..N; the host's own
+// record is 0) and As(), which runs test code as one of them, so that whatever it registers is
+// owned by that plug-in exactly as if the plug-in's own code had done it.
 #ifndef VORN_TEST_AGENT_HOST_H
 #define VORN_TEST_AGENT_HOST_H
 
@@ -12,6 +11,7 @@
 #include "VORN/VORNUtilities.h"
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -22,6 +22,24 @@ inline std::vector<std::string> gErrorTexts;
 inline void CollectError(const char* message)
 {
     gErrorTexts.emplace_back(message);
+}
+
+// Results in the order of the list (the operands of + have none).
+inline std::string Cat(std::initializer_list<long long> values)
+{
+    std::string text;
+    for (long long v : values)
+        text += std::to_string(v);
+    return text;
+}
+
+// What plug-in id holds, as the library counts it.
+inline VORNPluginInventory Holdings(int id)
+{
+    VORNPluginInventory inventory{};
+    inventory.structSize = sizeof inventory;
+    EXPECT_EQ(VORNGetPluginInventory(id, &inventory), 1) << "plug-in " << id;
+    return inventory;
 }
 
 class AgentHostTest : public HostTest {
@@ -38,9 +56,8 @@ protected:
         HostTest::TearDown();
     }
 
-    // Installs `count` agents (a.vpl, b.vpl, ...: ids 1..count in that order)
-    // and starts the library. With `errors`, each agent reports its errors to
-    // gErrorTexts.
+    // Installs `count` agents (a.vpl, b.vpl, ...: ids 1..count in that order) and starts the
+    // library. With `errors`, each agent reports its errors to gErrorTexts.
     void StartAgents(int count, bool errors = false)
     {
         for (int i = 0; i < count; ++i)

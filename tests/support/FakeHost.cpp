@@ -24,15 +24,8 @@ void Rec(const char* name, Args... args)
 }
 
 // Output buffers are recorded by address: their contents are not text yet.
-void* Out(char* buffer)
-{
-    return buffer;
-}
-
-void Copy(char* out, size_t size, const std::string& text)
-{
-    std::snprintf(out, size, "%s", text.c_str());
-}
+void* Out(char* buffer) { return buffer; }
+void Copy(char* out, size_t size, const std::string& text) { std::snprintf(out, size, "%s", text.c_str()); }
 
 }  // namespace
 
@@ -125,10 +118,7 @@ FakeHost::FakeHost()
     };
     ANSWER(FindSymbol, H().foundSymbol);
     PLAIN(ReinitUsersPlane);
-    t.HostReceiveMessage = [](VORNPluginID from, int message, void* param) {
-        Rec("HostReceiveMessage", from, message, param);
-        H().messages.push_back({from, message, param});
-    };
+    PLAIN(HostReceiveMessage);
     ANSWER(CreateMenu, H().nextHostMenu++);
     ANSWER(AppendMenuItem, H().nextHostItem++);
     PLAIN(SetMenuItemName);
@@ -197,6 +187,14 @@ FakeHost::~FakeHost()
 FakeHost& FakeHost::Current()
 {
     return H();
+}
+
+std::vector<std::string> FakeHost::CallTexts(size_t first) const
+{
+    std::vector<std::string> texts;
+    for (size_t i = first; i < calls.size(); ++i)
+        texts.push_back(calls[i].Text());
+    return texts;
 }
 
 std::vector<std::string> FakeHost::CallsNamed(const std::string& name) const

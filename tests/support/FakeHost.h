@@ -1,15 +1,14 @@
-// FakeHost.h - a simulator stand-in for tests: a fully filled host hook table
-// whose slots record every call (name and arguments, in order) and answer
-// with results that each test can set.
+// FakeHost.h - a simulator stand-in for tests: a fully filled host hook table whose slots record
+// every call (name and arguments, in order) and answer with results that each test can set.
 #ifndef VORN_TEST_FAKE_HOST_H
 #define VORN_TEST_FAKE_HOST_H
 
 #include "VORN/VORNHostHooks.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -66,26 +65,12 @@ public:
     std::vector<std::string> debugWrites;  // each DebugString write separately
     std::string Log() const  // the writes concatenated
     {
-        std::string all;
-        for (const std::string& write : debugWrites)
-            all += write;
-        return all;
+        return std::accumulate(debugWrites.begin(), debugWrites.end(), std::string());
     }
-    std::vector<std::string> CallNames() const
-    {
-        std::vector<std::string> names;
-        for (const HostCall& call : calls)
-            names.push_back(call.name);
-        return names;
-    }
+    std::vector<std::string> CallTexts(size_t first = 0) const;  // Text() of each from first
     std::vector<std::string> CallsNamed(const std::string& name) const;  // Text() of each
     size_t CountCalls(const std::string& name) const { return CallsNamed(name).size(); }
-    void ClearRecord()
-    {
-        calls.clear();
-        debugWrites.clear();
-        messages.clear();
-    }
+    void ClearRecord() { calls.clear(); debugWrites.clear(); }
 
     // ---- results the slots give ----
     float elapsedTime = 0.0f;
@@ -127,14 +112,6 @@ public:
         void* refcon;
     };
     std::vector<AsyncLoad> asyncLoads;
-
-    // Messages the host received through HostReceiveMessage.
-    struct Message {
-        int from;
-        int message;
-        void* param;
-    };
-    std::vector<Message> messages;
 
     void Record(const std::string& name, const std::string& args) { calls.push_back({name, args}); }
 

@@ -1,7 +1,6 @@
-// FreshProcess.h - runs the current test again in a new process of the same
-// test program. For tests that need the library as it is before the host
-// ever started it, or that leave behind state the library keeps for the
-// whole process (probe indices it has been given) which later tests in the
+// FreshProcess.h - runs the current test again in a new process of the same test program. For tests
+// that need the library as it is before the host ever started it, or that leave behind state the
+// library keeps for the whole process (probe indices it has been given) which later tests in the
 // same process would see.
 #ifndef VORN_TEST_FRESH_PROCESS_H
 #define VORN_TEST_FRESH_PROCESS_H

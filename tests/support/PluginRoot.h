@@ -12,9 +12,8 @@ namespace vorntest {
 
 class LoaderTest : public AgentHostTest {
 protected:
-    // A copy of the scripted plug-in at relative (below the plug-ins folder)
-    // with the given name, signature and extra "key=value" lines. Returns the
-    // module's full path.
+    // A copy of the scripted plug-in at relative (below the plug-ins folder) with the given name,
+    // signature and extra "key=value" lines. Returns the module's full path.
     std::string AddScripted(const std::string& relative, const std::string& name,
                             const std::string& signature, const std::string& extra = "")
     {

@@ -8,7 +8,6 @@
 #include "VORN/VORNPlugin.h"
 
 #include <functional>
-#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -17,14 +16,6 @@ namespace vorntest {
 inline std::vector<std::string> gWindowCalls;
 inline std::string Me() { return "/" + std::to_string(VORNGetMyID()); }
 inline std::string S(int v) { return std::to_string(v); }
-// Results in the order of the list (the operands of + have none).
-inline std::string Cat(std::initializer_list<long long> values)
-{
-    std::string text;
-    for (long long v : values)
-        text += std::to_string(v);
-    return text;
-}
 
 // The refcon of a draw callback, key sniffer or hot key.
 struct Cb {
