@@ -217,7 +217,8 @@ TEST_F(DataRefApiTest, SubscribersAreToldInOrderInTheirOwnDispatchPerEntry)
 {
     const std::string name = Name("x");
     Cell a{"a"}, b{"b"};
-    Share(owner, name, VORN_DATA_INT, &a), Share(reader, name, VORN_DATA_INT, &b);
+    Share(owner, name, VORN_DATA_INT, &a);
+    Share(reader, name, VORN_DATA_INT, &b);
     Share(owner, name, VORN_DATA_INT, &a);
     VORNDataRef ref = Find(name);
     As(reader, [&] {
@@ -245,8 +246,10 @@ TEST_F(DataRefApiTest, SubscribersChangingTheListDuringNotification)
         EXPECT_EQ(VORNUnshareData(n1.c_str(), VORN_DATA_INT, Changed, &b), 1);
         EXPECT_EQ(Unshare(owner, n1, VORN_DATA_INT, &c), 1);
     };
-    Share(owner, n1, VORN_DATA_INT, &a), Share(reader, n1, VORN_DATA_INT, &b);
-    Share(owner, n1, VORN_DATA_INT, &c), Share(other, n1, VORN_DATA_INT, &d);
+    Share(owner, n1, VORN_DATA_INT, &a);
+    Share(reader, n1, VORN_DATA_INT, &b);
+    Share(owner, n1, VORN_DATA_INT, &c);
+    Share(other, n1, VORN_DATA_INT, &d);
     VORNSetDatai(Find(n1), 1);
     VORNSetDatai(Find(n1), 2);
     EXPECT_THAT(gLog, ElementsAre("a.changed" + o, "b.changed" + r, "d.changed" + x,
@@ -259,9 +262,12 @@ TEST_F(DataRefApiTest, UnloadDropsThePluginsSubscriptionsAndKeepsTheValue)
 {
     const std::string name = Name("x");
     Cell a{"a"}, b{"b"}, c{"c"};
-    Share(reader, name, VORN_DATA_INT, &a), Share(owner, name, VORN_DATA_INT, &b);
-    Share(owner, name, VORN_DATA_INT, &a), Share(reader, name, VORN_DATA_INT, &a);
-    Share(other, name, VORN_DATA_INT, &c), Share(owner, Name("y"), VORN_DATA_DOUBLE, &b);
+    Share(reader, name, VORN_DATA_INT, &a);
+    Share(owner, name, VORN_DATA_INT, &b);
+    Share(owner, name, VORN_DATA_INT, &a);
+    Share(reader, name, VORN_DATA_INT, &a);
+    Share(other, name, VORN_DATA_INT, &c);
+    Share(owner, Name("y"), VORN_DATA_DOUBLE, &b);
     EXPECT_EQ(Unshare(owner, name, VORN_DATA_INT, &a), 1);
     VORNDataRef ref = Find(name);
     As(owner, [&] { VORNSetDatai(ref, 77); });

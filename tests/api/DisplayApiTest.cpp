@@ -121,7 +121,9 @@ TEST_F(DisplayApiTest, EachDrawingStepRunsItsPhaseAndAnswersAsTabled)
 
 TEST_F(DisplayApiTest, DrawCallbacksRunNewestFirstAsTheirOwnersAndAreKeyedWithoutOwner)
 {
-    Draw(a, p1, 20, 1), Draw(b, p2, 20, 1), Draw(a, p3, 20, 0);
+    Draw(a, p1, 20, 1);
+    Draw(b, p2, 20, 1);
+    Draw(a, p3, 20, 0);
     std::string results;
     for (int r : {1, 0, 2, 3})  // a zero does not stop the walk; results are anded bitwise
         p2.result = r, results += S(VORNDoDrawingHook(8, 0));
@@ -252,7 +254,8 @@ TEST_F(DisplayApiTest, BothCreationFormsTakeTheCallbacksByName)
     w2.id = plain;
     Open(a, w1);
     EXPECT_THAT(host->calls, IsEmpty()) << "creation tells the host nothing";
-    Click(250, 250), Click(250, 250, 0);
+    Click(250, 250);
+    Click(250, 250, 0);
     Focus(b, plain);
     VORNKeyPressHook('a', 0, 'A', 1);
     WindowStep();
@@ -288,7 +291,9 @@ TEST_F(DisplayApiTest, AWindowRemovedMidWalkIsSkippedAndFreedAfterTheWalk)
 {
     // w3's click runs a nested cursor walk in which w2 destroys w3, on which
     // the outer walk stands, and w1 behind; the outer walk goes on to w2 alone.
-    Open(a, w1), Open(a, w2), Open(b, w3);
+    Open(a, w1);
+    Open(a, w2);
+    Open(b, w3);
     w3.mouseResult = w2.mouseResult = 0;
     w3.onMouse = [&](int) { VORNCursorHook(5, 5); };
     w2.onCursor = [&] {
@@ -362,10 +367,14 @@ TEST_F(DisplayApiTest, UnloadingRemovesWhatEachPluginOwnedAndReleasesFocusAndDra
     Open(a, w3, 500, 600, 600, 500);
     Open(b, w2, 20, 30, 30, 20);
     Cb h("h");
-    HotKey(b, h, 'X', 0), HotKey(b, h, 'Y', 0);
-    Draw(a, p1, 5, 1), Draw(a, p2, 5, 1), Draw(b, p3, 5, 1);
+    HotKey(b, h, 'X', 0);
+    HotKey(b, h, 'Y', 0);
+    Draw(a, p1, 5, 1);
+    Draw(a, p2, 5, 1);
+    Draw(b, p3, 5, 1);
     Draw(a, p3, 200, 1);  // a phase no step draws
-    Sniffer(a, p1, 1), Sniffer(b, p2, 1);
+    Sniffer(a, p1, 1);
+    Sniffer(b, p2, 1);
     As(a, [&] { VORNUnregisterDrawCallback(DrawCb, 5, 1, &p1); });
     // The host's own registrations outlive every plug-in.
     Cb mine("host"), hostKey("host");

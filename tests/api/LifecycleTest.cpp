@@ -127,7 +127,8 @@ TEST_F(AircraftTest, TheUsersAircraftAndSceneryPackagesBringTheirPluginsAndTheAi
     Start();
     int other = 3;
     host->ClearRecord();
-    VORNEventHook(3, &other, 0), VORNEventHook(8, &other, 0);
+    VORNEventHook(3, &other, 0);
+    VORNEventHook(8, &other, 0);
     EXPECT_EQ(VORNCountPlugins(), 2) << "another aircraft only broadcasts";
     EXPECT_EQ(host->CountCalls("GetNthAircraftModel"), 0u);
     EXPECT_THAT(PluginLines(), ElementsAre("<Global:msg 102 from 0 param set id=1>",

@@ -266,11 +266,15 @@ TEST_F(WorldApiTest, DrawingSwapsTheFirstTwoAnglesAndChecksOnlyForAPluginWithAnE
 TEST_F(WorldApiTest, ObjectsStandPerLoadAndAsyncResultsAreHeldAfterTheCallbackOrGoBackAtUnload)
 {
     EXPECT_EQ(Load(1, kTree), kTree);
-    Load(1, kHouse), Load(2, kHouse), Load(1, kTree);
+    Load(1, kHouse);
+    Load(2, kHouse);
+    Load(1, kTree);
     EXPECT_EQ(Load(1, nullptr), nullptr);
     As(1, [] { VORNUnloadObject(kTree); });
-    LoadAsync(2, kUnload), LoadAsync(3);
-    Answer(0, kTree), Answer(1, nullptr);
+    LoadAsync(2, kUnload);
+    LoadAsync(3);
+    Answer(0, kTree);
+    Answer(1, nullptr);
     LoadAsync(1);
     VORNDisablePlugin(1);
     Answer(2, kTree);
@@ -288,10 +292,12 @@ TEST_F(WorldApiTest, ObjectsStandPerLoadAndAsyncResultsAreHeldAfterTheCallbackOr
     LoadAsync(1);
     VORNDisablePlugin(1);
     Answer(4, kTree);
-    LoadAsync(2), LoadAsync(2);
+    LoadAsync(2);
+    LoadAsync(2);
     VORNShutdownPlugins();
     started = false;
-    Answer(5, kHouse), Answer(6, nullptr);
+    Answer(5, kHouse);
+    Answer(6, nullptr);
     EXPECT_THAT(host->CallsNamed("UnloadObject"),
                 ElementsAre(Unloaded(kTree), Unloaded(kTree), Unloaded(kHouse), Unloaded(kTree),
                             Unloaded(kTree), Unloaded(kHouse), Unloaded(kHouse), Unloaded(kTree),
