@@ -26,8 +26,11 @@
 #include "VORN/VORNProcessing.h"
 #include "VORN/VORNScenery.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <deque>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -35,19 +38,13 @@
 namespace vornfuzz {
 namespace {
 
-// ---- Failing ------------------------------------------------------------------
-
-[[noreturn]] void Fail(const char* what, long detail = 0)
+void Check(bool ok, const char* what, long detail = 0)
 {
+    if (ok)
+        return;
     std::fprintf(stderr, "api_sequence: model mismatch: %s (%ld)\n", what, detail);
     std::fflush(stderr);
     __builtin_trap();
-}
-
-void Check(bool ok, const char* what, long detail = 0)
-{
-    if (!ok)
-        Fail(what, detail);
 }
 
 // ---- A minimal host ---------------------------------------------------------------
@@ -61,95 +58,59 @@ struct Stub<R (*)(A...)> {
     static R Call(A...) { return R(); }
 };
 
-float gTime = 0.0f;
-int gMouseX = 0;
-int gMouseY = 0;
-long gNextHostMenu = 1000;
-int gNextHostItem = 1;
-int gNextProbe = 0;
+struct HostState {
+    float time = 0.0f;
+    int mouseX = 0, mouseY = 0;
+    long nextMenu = 1000;
+    int nextItem = 1, nextProbe = 0;
+} gHost;
 
-float HostElapsedTime()
-{
-    return gTime;
-}
-
-void HostMouseLocation(int* x, int* y, int)
-{
-    if (x != nullptr)
-        *x = gMouseX;
-    if (y != nullptr)
-        *y = gMouseY;
-}
-
-long HostCreateMenu(long, int, const char*)
-{
-    return gNextHostMenu++;
-}
-
-int HostAppendMenuItem(long, const char*, void*, int)
-{
-    return gNextHostItem++;
-}
-
-int HostCreateProbe()
-{
-    return gNextProbe++;
-}
-
-void HostSystemPath(char* out)
-{
-    std::snprintf(out, 512, "%s", "/nonexistent/vorn-api-sequence/");
-}
-
-#define VORN_FUZZ_STUB(slot) table.slot = &Stub<decltype(table.slot)>::Call;
+#define VORN_STUB(slot) table.slot = &Stub<decltype(table.slot)>::Call;
 
 VORNHostHooks MakeHostTable()
 {
     VORNHostHooks table{};
     table.version = VORN_HOST_HOOKS_VERSION_LOADING_MESSAGE;
     table.tableSize = VORN_HOST_HOOKS_SIZE;
-    VORN_FUZZ_STUB(GetScreenSize) VORN_FUZZ_STUB(GetMouseLocation)
-    VORN_FUZZ_STUB(TakeKeyboardFocus) VORN_FUZZ_STUB(SetGraphicsState)
-    VORN_FUZZ_STUB(BindTexture2d) VORN_FUZZ_STUB(GenerateTextureNumbers)
-    VORN_FUZZ_STUB(GetTexture) VORN_FUZZ_STUB(WorldToLocal) VORN_FUZZ_STUB(LocalToWorld)
-    VORN_FUZZ_STUB(DrawTranslucentDarkBox) VORN_FUZZ_STUB(DrawString)
-    VORN_FUZZ_STUB(DrawNumber) VORN_FUZZ_STUB(GetFontDimensions)
-    VORN_FUZZ_STUB(MeasureString) VORN_FUZZ_STUB(GetElapsedTime)
-    VORN_FUZZ_STUB(ReadCameraPosition) VORN_FUZZ_STUB(DrawAircraft)
-    VORN_FUZZ_STUB(SetAircraftModel) VORN_FUZZ_STUB(GetNthAircraftModel)
-    VORN_FUZZ_STUB(CountAircraft) VORN_FUZZ_STUB(PlaceUserAtAirport)
-    VORN_FUZZ_STUB(SimulateKeyPress) VORN_FUZZ_STUB(SpeakString)
-    VORN_FUZZ_STUB(CommandKeyStroke) VORN_FUZZ_STUB(CommandButton)
-    VORN_FUZZ_STUB(GetSystemPath) VORN_FUZZ_STUB(GetPrefsPath) VORN_FUZZ_STUB(GetVersions)
-    VORN_FUZZ_STUB(GetLanguage) VORN_FUZZ_STUB(DebugString) VORN_FUZZ_STUB(FindSymbol)
-    VORN_FUZZ_STUB(ReinitUsersPlane) VORN_FUZZ_STUB(HostReceiveMessage)
-    VORN_FUZZ_STUB(CreateMenu) VORN_FUZZ_STUB(AppendMenuItem)
-    VORN_FUZZ_STUB(SetMenuItemName) VORN_FUZZ_STUB(DestroyMenu)
-    VORN_FUZZ_STUB(RemoveMenuItem) VORN_FUZZ_STUB(GetFirstNavAid)
-    VORN_FUZZ_STUB(GetNextNavAid) VORN_FUZZ_STUB(FindFirstNavAidOfType)
-    VORN_FUZZ_STUB(FindLastNavAidOfType) VORN_FUZZ_STUB(FindNavAid)
-    VORN_FUZZ_STUB(GetNavAidInfo) VORN_FUZZ_STUB(CountFMSEntries)
-    VORN_FUZZ_STUB(GetDisplayedFMSEntry) VORN_FUZZ_STUB(GetDestinationFMSEntry)
-    VORN_FUZZ_STUB(SetDisplayedFMSEntry) VORN_FUZZ_STUB(SetDestinationFMSEntry)
-    VORN_FUZZ_STUB(GetFMSEntryInfo) VORN_FUZZ_STUB(SetFMSEntryInfo)
-    VORN_FUZZ_STUB(SetFMSEntryLatLon) VORN_FUZZ_STUB(ClearFMSEntry)
-    VORN_FUZZ_STUB(GetGPSDestinationType) VORN_FUZZ_STUB(GetGPSDestination)
-    VORN_FUZZ_STUB(ShowAlert) VORN_FUZZ_STUB(ShowLoadingMessage) VORN_FUZZ_STUB(FindCommand)
-    VORN_FUZZ_STUB(CommandBegin) VORN_FUZZ_STUB(CommandContinue) VORN_FUZZ_STUB(CommandEnd)
-    VORN_FUZZ_STUB(CreateProbe) VORN_FUZZ_STUB(ProbeTerrainXYZ) VORN_FUZZ_STUB(LoadObject)
-    VORN_FUZZ_STUB(DrawObjects) VORN_FUZZ_STUB(UnloadObject) VORN_FUZZ_STUB(LookupObjects)
-    VORN_FUZZ_STUB(LoadObjectAsync) VORN_FUZZ_STUB(ReloadScenery)
-    VORN_FUZZ_STUB(LoadDataFile) VORN_FUZZ_STUB(SaveDataFile)
-    table.GetElapsedTime = HostElapsedTime;
-    table.GetMouseLocation = HostMouseLocation;
-    table.CreateMenu = HostCreateMenu;
-    table.AppendMenuItem = HostAppendMenuItem;
-    table.CreateProbe = HostCreateProbe;
-    table.GetSystemPath = HostSystemPath;
+    VORN_STUB(GetScreenSize) VORN_STUB(TakeKeyboardFocus) VORN_STUB(SetGraphicsState)
+    VORN_STUB(BindTexture2d) VORN_STUB(GetTexture) VORN_STUB(GenerateTextureNumbers)
+    VORN_STUB(WorldToLocal) VORN_STUB(LocalToWorld) VORN_STUB(DrawTranslucentDarkBox)
+    VORN_STUB(DrawString) VORN_STUB(DrawNumber) VORN_STUB(GetFontDimensions)
+    VORN_STUB(MeasureString) VORN_STUB(ReadCameraPosition) VORN_STUB(DrawAircraft)
+    VORN_STUB(SetAircraftModel) VORN_STUB(GetNthAircraftModel) VORN_STUB(CountAircraft)
+    VORN_STUB(PlaceUserAtAirport) VORN_STUB(SimulateKeyPress) VORN_STUB(SpeakString)
+    VORN_STUB(CommandKeyStroke) VORN_STUB(CommandButton) VORN_STUB(GetPrefsPath)
+    VORN_STUB(GetVersions) VORN_STUB(GetLanguage) VORN_STUB(DebugString) VORN_STUB(FindSymbol)
+    VORN_STUB(ReinitUsersPlane) VORN_STUB(HostReceiveMessage) VORN_STUB(SetMenuItemName)
+    VORN_STUB(DestroyMenu) VORN_STUB(RemoveMenuItem) VORN_STUB(GetFirstNavAid)
+    VORN_STUB(GetNextNavAid) VORN_STUB(FindFirstNavAidOfType) VORN_STUB(FindLastNavAidOfType)
+    VORN_STUB(FindNavAid) VORN_STUB(GetNavAidInfo) VORN_STUB(CountFMSEntries)
+    VORN_STUB(GetDisplayedFMSEntry) VORN_STUB(GetDestinationFMSEntry)
+    VORN_STUB(SetDisplayedFMSEntry) VORN_STUB(SetDestinationFMSEntry) VORN_STUB(GetFMSEntryInfo)
+    VORN_STUB(SetFMSEntryInfo) VORN_STUB(SetFMSEntryLatLon) VORN_STUB(ClearFMSEntry)
+    VORN_STUB(GetGPSDestinationType) VORN_STUB(GetGPSDestination) VORN_STUB(ShowAlert)
+    VORN_STUB(ShowLoadingMessage) VORN_STUB(FindCommand) VORN_STUB(CommandBegin)
+    VORN_STUB(CommandContinue) VORN_STUB(CommandEnd) VORN_STUB(ProbeTerrainXYZ)
+    VORN_STUB(LoadObject) VORN_STUB(DrawObjects) VORN_STUB(UnloadObject) VORN_STUB(LookupObjects)
+    VORN_STUB(LoadObjectAsync) VORN_STUB(ReloadScenery) VORN_STUB(LoadDataFile)
+    VORN_STUB(SaveDataFile)
+    table.GetElapsedTime = [] { return gHost.time; };
+    table.GetMouseLocation = [](int* x, int* y, int) {
+        if (x != nullptr)
+            *x = gHost.mouseX;
+        if (y != nullptr)
+            *y = gHost.mouseY;
+    };
+    table.CreateMenu = [](long, int, const char*) { return gHost.nextMenu++; };
+    table.AppendMenuItem = [](long, const char*, void*, int) { return gHost.nextItem++; };
+    table.CreateProbe = [] { return gHost.nextProbe++; };
+    table.GetSystemPath = [](char* out) {
+        std::snprintf(out, 512, "%s", "/nonexistent/vorn-api-sequence/");
+    };
     return table;
 }
 
-#undef VORN_FUZZ_STUB
+#undef VORN_STUB
 
 VORNHostHooks gTable = MakeHostTable();
 
@@ -171,7 +132,7 @@ using Script = std::vector<Action>;
 
 enum Kind {
     kDraw, kSniffer, kLoop, kWindow, kHotKey, kMenu, kItem, kHandler,
-    kDataRef, kSubscription, kPlanes, kCamera, kProbe, kKindCount
+    kDataRef, kSubscription, kPlanes, kCamera, kProbe
 };
 
 struct Rec {
@@ -188,40 +149,35 @@ struct Rec {
 };
 
 struct PluginModel {
-    bool enabled = true;
-    bool unloaded = false;
-    bool refuseEnable = false;
+    bool enabled = true, unloaded = false, refuseEnable = false;
     const PluginRecord* record = nullptr;
     std::set<int> held;  // commands begun
     Script messageScript;
     // Its disable hooks run while it is still enabled: a waiting plug-in's
     // callback may hand the aircraft straight back to it, and then it keeps
     // them through its disable and its unload.
-    bool disabling = false;
-    bool keepsAircraft = false;
+    bool disabling = false, keepsAircraft = false;
 };
 
-class Reader {
-public:
-    Reader(const uint8_t* data, size_t size) : mData(data), mSize(size) {}
-    bool AtEnd() const { return mPos >= mSize; }
-    uint8_t Next() { return mPos < mSize ? mData[mPos++] : 0; }
-
-private:
-    const uint8_t* mData;
-    size_t mSize;
-    size_t mPos = 0;
+struct Reader {
+    const uint8_t* data;
+    size_t size;
+    size_t pos = 0;
+    uint8_t Next() { return pos < size ? data[pos++] : 0; }
 };
 
 std::deque<Rec> gRecs;  // stable addresses: they are the refcons
 PluginModel gPlugins[kPlugins + 1];
-int gCallDepth = 0;
-int gCallbacks = 0;
-int gScriptRuns = 0;
+int gCallDepth = 0, gCallbacks = 0, gScriptRuns = 0;
 
 std::string Name(const char* prefix, int index)
 {
     return std::string(prefix) + std::to_string(index);
+}
+
+int AsInt(const void* handle)
+{
+    return static_cast<int>(reinterpret_cast<intptr_t>(handle));
 }
 
 bool OwnerCallable(int id)
@@ -229,27 +185,9 @@ bool OwnerCallable(int id)
     return id >= 1 && id <= kPlugins && gPlugins[id].enabled && !gPlugins[id].unloaded;
 }
 
-// A callback of rec is being called: it must be alive, its owner callable and
-// dispatched.
-void Enter(Rec* rec)
-{
-    ++gCallbacks;
-    Check(rec != nullptr && rec->alive, "callback of a removed record", rec ? rec->kind : -1);
-    ++rec->calls;
-    Check(OwnerCallable(rec->owner), "callback of a plug-in that is disabled or unloaded",
-          rec->owner);
-    Check(VORNGetMyID() == rec->owner, "callback runs as another plug-in", VORNGetMyID());
-}
-
-Rec* AsRec(void* refcon)
-{
-    return static_cast<Rec*>(refcon);
-}
-
 Rec& NewRec(Kind kind, int owner, const Script& script, int depth)
 {
-    gRecs.emplace_back();
-    Rec& rec = gRecs.back();
+    Rec& rec = gRecs.emplace_back();
     rec.kind = kind;
     rec.owner = owner;
     if (depth <= kMaxScriptDepth)
@@ -271,8 +209,19 @@ int Count(int owner, Kind kind)
 {
     int n = 0;
     for (const Rec& rec : gRecs)
-        n += (rec.alive && rec.kind == kind && rec.owner == owner) ? 1 : 0;
+        n += (rec.alive && rec.kind == kind && (owner < 0 || rec.owner == owner)) ? 1 : 0;
     return n;
+}
+
+// The first live record of kind that matches, or null.
+template <typename Match>
+Rec* FindLive(Kind kind, Match match)
+{
+    for (Rec& rec : gRecs) {
+        if (rec.kind == kind && rec.alive && match(rec))
+            return &rec;
+    }
+    return nullptr;
 }
 
 // The record an action targets: selector 0 is self (when self is of the
@@ -296,177 +245,94 @@ Rec* Target(Kind kind, uint8_t selector, Rec* self, bool trusted = false)
     return rec;
 }
 
-void MarkDead(Kind kind, int owner)
-{
-    for (Rec& rec : gRecs) {
-        if (rec.kind == kind && (owner < 0 || rec.owner == owner))
-            rec.alive = false;
-    }
-}
-
 // ---- Callbacks -------------------------------------------------------------------
 
+void RunActions(int id, Rec* self, const Script& script, int depth);
 void RunScript(Rec* self);
-void RunPluginScript(int id, const Script& script);
+
+// A callback of the record is being called: it must be alive, its owner
+// callable and dispatched.
+Rec* Enter(void* refcon)
+{
+    Rec* rec = static_cast<Rec*>(refcon);
+    ++gCallbacks;
+    Check(rec != nullptr && rec->alive, "callback of a removed record", rec ? rec->kind : -1);
+    ++rec->calls;
+    Check(OwnerCallable(rec->owner), "callback of a plug-in that is disabled or unloaded",
+          rec->owner);
+    Check(VORNGetMyID() == rec->owner, "callback runs as another plug-in", VORNGetMyID());
+    return rec;
+}
+
+// Enter, then run the record's script.
+Rec* Run(void* refcon)
+{
+    Rec* rec = Enter(refcon);
+    RunScript(rec);
+    return rec;
+}
 
 int DrawCB(int, int, void* refcon)
 {
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-    return rec->flag & 1 ? 0 : 1;
+    return Run(refcon)->flag & 1 ? 0 : 1;
 }
 
 int SnifferCB(char, int, char, void* refcon)
 {
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-    return rec->flag & 1 ? 0 : 1;
+    return Run(refcon)->flag & 1 ? 0 : 1;
 }
 
-float LoopCB(float, float, int, void* refcon)
+// Hot keys and shared data.
+void NotifyCB(void* refcon)
 {
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-    static const float kIntervals[4] = {-1.0f, -2.0f, 0.0f, 0.25f};
-    return kIntervals[rec->flag & 3];
-}
-
-void WindowDrawCB(VORNWindowID window, void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    Check(rec->handle == window, "window callback for another window");
-    RunScript(rec);
-}
-
-int WindowMouseCB(VORNWindowID window, int, int, int, void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    Check(rec->handle == window, "mouse callback for another window");
-    RunScript(rec);
-    return rec->flag & 1;
-}
-
-void WindowKeyCB(VORNWindowID, char, int, char, void* refcon, int)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-}
-
-int WindowCursorCB(VORNWindowID, int, int, void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    return rec->flag & 2;
-}
-
-int WindowWheelCB(VORNWindowID, int, int, int, int, void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-    return rec->flag & 1;
-}
-
-void HotKeyCB(void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
+    Run(refcon);
 }
 
 void MenuCB(void* menuRef, void* itemRef)
 {
-    Rec* menu = AsRec(menuRef);
-    Enter(menu);
-    Rec* item = AsRec(itemRef);
+    Rec* menu = Enter(menuRef);
+    const Rec* item = static_cast<Rec*>(itemRef);
     Check(item != nullptr && item->alive && item->menu == menu, "pick of a removed item");
     RunScript(menu);
 }
 
 int CommandCB(VORNCommandRef, int, void* refcon)
 {
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-    return rec->flag & 1 ? 0 : 1;
+    return Run(refcon)->flag & 1 ? 0 : 1;
 }
 
-int ReadIntCB(void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-    return 7;
-}
-
-void WriteIntCB(void* refcon, int)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-}
-
-void SharedCB(void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-}
-
-void PlanesCB(void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    rec->alive = false;  // a waiting plug-in is called once
-    RunScript(rec);
-}
-
-int CameraCB(VORNCameraPositionRecord*, int losing, void* refcon)
-{
-    Rec* rec = AsRec(refcon);
-    Enter(rec);
-    RunScript(rec);
-    if (losing != 0 || (rec->flag & 1) == 0)
-        rec->alive = false;  // never called again
-    return losing != 0 ? 0 : rec->flag & 1;
-}
 
 // The model learns of enabling, disabling and unloading the way a plug-in
 // does, through its entry points: the library also calls them on its own
 // (a reload disables and unloads everyone).
-int EnableCB()
+PluginModel& EntryPlugin(const char* what)
 {
     const int id = VORNGetMyID();
-    Check(id >= 1 && id <= kPlugins && !gPlugins[id].unloaded, "enable of an unloaded plug-in", id);
-    Check(!gPlugins[id].enabled, "enable of an enabled plug-in", id);
-    gPlugins[id].enabled = !gPlugins[id].refuseEnable;
-    return gPlugins[id].enabled ? 1 : 0;
+    Check(id >= 1 && id <= kPlugins && !gPlugins[id].unloaded, what, id);
+    return gPlugins[id];
+}
+
+int EnableCB()
+{
+    PluginModel& p = EntryPlugin("enable of an unloaded plug-in");
+    Check(!p.enabled, "enable of an enabled plug-in", VORNGetMyID());
+    p.enabled = !p.refuseEnable;
+    return p.enabled ? 1 : 0;
 }
 
 void DisableCB()
 {
-    const int id = VORNGetMyID();
-    Check(id >= 1 && id <= kPlugins && !gPlugins[id].unloaded, "disable of an unloaded plug-in",
-          id);
-    // Disabled again from inside its own disable hooks, a plug-in hears of
-    // it once for each call.
-    gPlugins[id].enabled = false;
+    // Disabled again inside its own disable hooks, it hears of it once per call.
+    EntryPlugin("disable of an unloaded plug-in").enabled = false;
 }
 
 void StopCB()
 {
-    const int id = VORNGetMyID();
-    Check(id >= 1 && id <= kPlugins && !gPlugins[id].unloaded, "stop of an unloaded plug-in", id);
     // Enabled again by another plug-in's callback during the one disable
     // sweep of a shutdown, a plug-in is stopped enabled.
-    gPlugins[id].unloaded = true;
-    gPlugins[id].enabled = false;
+    PluginModel& p = EntryPlugin("stop of an unloaded plug-in");
+    p.unloaded = true;
+    p.enabled = false;
 }
 
 void ReceiveCB(VORNPluginID, int, void*)
@@ -474,7 +340,7 @@ void ReceiveCB(VORNPluginID, int, void*)
     const int id = VORNGetMyID();
     ++gCallbacks;
     Check(OwnerCallable(id), "message to a plug-in that cannot take it", id);
-    RunPluginScript(id, gPlugins[id].messageScript);
+    RunActions(id, nullptr, gPlugins[id].messageScript, 0);
 }
 
 // ---- Plug-in actions --------------------------------------------------------------
@@ -491,6 +357,11 @@ enum Op {
     kEvent = kPluginOpCount, kDrawStep, kMouseDown, kMouseDrag, kMouseUp, kKeyPress, kMenuPick,
     kCommandHook, kUnload, kReload, kCameraHook, kCursorWheel, kOpCount
 };
+
+// The plug-in steps that register something; they are followed by a script.
+const std::set<int> kRegistering = {kRegDraw, kRegSniffer, kCreateLoop, kCreateWindow,
+                                    kRegHotKey, kCreateMenu, kRegHandler, kRegDataRef,
+                                    kShare, kAcquirePlanes, kControlCamera};
 
 const float kScheduleIntervals[4] = {-1.0f, -3.0f, 0.0f, 0.5f};
 
@@ -510,6 +381,15 @@ Rec& Register(const Context& cx, Kind kind, const Action& act)
     return rec;
 }
 
+// Removes the record the action picks, whoever owns it.
+void Destroy(const Context& cx, Kind kind, const Action& act, void (*destroy)(void*))
+{
+    if (Rec* rec = Target(kind, act.a, cx.self)) {
+        destroy(rec->handle);
+        rec->alive = false;
+    }
+}
+
 void DoRegDraw(const Context& cx, const Action& act)
 {
     static const int kPhases[4] = {0, 50, 100, 35};
@@ -520,118 +400,52 @@ void DoRegDraw(const Context& cx, const Action& act)
     Check(VORNRegisterDrawCallback(DrawCB, rec.param, before, &rec) == 1, "draw refused");
 }
 
-void DoUnregDraw(const Context& cx, const Action& act)
+// Unregisters the record the action picks, whoever owns it; the library says
+// whether it was still registered.
+template <typename F>
+void Unregister(const Context& cx, Kind kind, const Action& act, const char* what, F unregister)
 {
-    Rec* rec = Target(kDraw, act.a, cx.self);
-    if (rec == nullptr)
-        return;
-    const int before = static_cast<int>(reinterpret_cast<intptr_t>(rec->handle));
-    const int result = VORNUnregisterDrawCallback(DrawCB, rec->param, before, rec);
-    Check(result == (rec->alive ? 1 : 0), "unregister draw result", result);
-    rec->alive = false;
-}
-
-void DoRegSniffer(const Context& cx, const Action& act)
-{
-    Rec& rec = Register(cx, kSniffer, act);
-    rec.param = act.a & 1;
-    Check(VORNRegisterKeySniffer(SnifferCB, rec.param, &rec) == 1, "sniffer refused");
-}
-
-void DoUnregSniffer(const Context& cx, const Action& act)
-{
-    Rec* rec = Target(kSniffer, act.a, cx.self);
-    if (rec == nullptr)
-        return;
-    const int result = VORNUnregisterKeySniffer(SnifferCB, rec->param, rec);
-    Check(result == (rec->alive ? 1 : 0), "unregister sniffer result", result);
-    rec->alive = false;
+    if (Rec* rec = Target(kind, act.a, cx.self)) {
+        const int result = unregister(*rec);
+        Check(result == (rec->alive ? 1 : 0), what, result);
+        rec->alive = false;
+    }
 }
 
 void DoCreateLoop(const Context& cx, const Action& act)
 {
     Rec& rec = Register(cx, kLoop, act);
-    VORNCreateFlightLoop_t params{sizeof params, act.a & 1, LoopCB, &rec};
+    const auto callback = [](float, float, int, void* refcon) {
+        static const float kIntervals[4] = {-1.0f, -2.0f, 0.0f, 0.25f};
+        return kIntervals[Run(refcon)->flag & 3];
+    };
+    VORNCreateFlightLoop_t params{sizeof params, act.a & 1, callback, &rec};
     rec.handle = VORNCreateFlightLoop(&params);
     VORNScheduleFlightLoop(rec.handle, kScheduleIntervals[act.b & 3], act.b & 4);
-}
-
-void DoDestroyLoop(const Context& cx, const Action& act)
-{
-    Rec* rec = Target(kLoop, act.a, cx.self, true);
-    if (rec == nullptr)
-        return;
-    VORNDestroyFlightLoop(rec->handle);
-    if (rec->owner == cx.me)
-        rec->alive = false;
-}
-
-void DoScheduleLoop(const Context& cx, const Action& act)
-{
-    if (Rec* rec = Target(kLoop, act.a, cx.self, true))
-        VORNScheduleFlightLoop(rec->handle, kScheduleIntervals[act.b & 3], act.b & 4);
 }
 
 void DoCreateWindow(const Context& cx, const Action& act)
 {
     Rec& rec = Register(cx, kWindow, act);
-    VORNCreateWindow_t params{};
-    params.structSize = sizeof params;
-    params.left = (act.a & 7) * 10;
-    params.bottom = (act.a >> 3 & 7) * 10;
-    params.right = params.left + 20 + (act.b & 3) * 20;
-    params.top = params.bottom + 20 + (act.b >> 2 & 3) * 20;
-    params.visible = (act.b & 16) ? 0 : 1;
-    params.drawWindowFunc = WindowDrawCB;
-    params.handleMouseClickFunc = WindowMouseCB;
-    params.handleKeyFunc = WindowKeyCB;
-    params.handleCursorFunc = WindowCursorCB;
-    params.handleMouseWheelFunc = WindowWheelCB;
-    params.refcon = &rec;
+    const int left = (act.a & 7) * 10;
+    const int bottom = (act.a >> 3 & 7) * 10;
+    VORNCreateWindow_t params{
+        sizeof params, left, bottom + 20 + (act.b >> 2 & 3) * 20, left + 20 + (act.b & 3) * 20,
+        bottom, (act.b & 16) ? 0 : 1,
+        [](VORNWindowID window, void* refcon) {
+            Check(Run(refcon)->handle == window, "window callback for another window");
+        },
+        [](VORNWindowID window, int, int, int, void* refcon) {
+            const Rec* rec = Run(refcon);
+            Check(rec->handle == window, "mouse callback for another window");
+            return rec->flag & 1;
+        },
+        [](VORNWindowID, char, int, char, void* refcon, int) { Run(refcon); },
+        [](VORNWindowID, int, int, void* refcon) { return Enter(refcon)->flag & 2; },
+        [](VORNWindowID, int, int, int, int, void* refcon) { return Run(refcon)->flag & 1; },
+        &rec};
     rec.handle = VORNCreateWindowEx(&params);
     Check(rec.handle != nullptr, "window not created");
-}
-
-void DoDestroyWindow(const Context& cx, const Action& act)
-{
-    if (Rec* rec = Target(kWindow, act.a, cx.self)) {
-        VORNDestroyWindow(rec->handle);
-        rec->alive = false;
-    }
-}
-
-void DoTakeFocus(const Context& cx, const Action& act)
-{
-    Rec* rec = (act.a & 7) == 7 ? nullptr : Target(kWindow, act.a, cx.self);
-    VORNTakeKeyboardFocus(rec != nullptr ? rec->handle : nullptr);
-}
-
-void DoBringToFront(const Context& cx, const Action& act)
-{
-    if (Rec* rec = Target(kWindow, act.a, cx.self))
-        VORNBringWindowToFront(rec->handle);
-}
-
-void DoSetVisible(const Context& cx, const Action& act)
-{
-    if (Rec* rec = Target(kWindow, act.a, cx.self))
-        VORNSetWindowIsVisible(rec->handle, act.b & 1);
-}
-
-void DoRegHotKey(const Context& cx, const Action& act)
-{
-    Rec& rec = Register(cx, kHotKey, act);
-    rec.handle = VORNRegisterHotKey(static_cast<char>('A' + (act.a & 1)), act.b & 1, "fuzz",
-                                    HotKeyCB, &rec);
-    Check(rec.handle != nullptr, "hot key not registered");
-}
-
-void DoUnregHotKey(const Context& cx, const Action& act)
-{
-    if (Rec* rec = Target(kHotKey, act.a, cx.self)) {
-        VORNUnregisterHotKey(rec->handle);
-        rec->alive = false;
-    }
 }
 
 void DoCreateMenu(const Context& cx, const Action& act)
@@ -640,8 +454,7 @@ void DoCreateMenu(const Context& cx, const Action& act)
     Rec& rec = Register(cx, kMenu, act);
     if (parent == nullptr) {
         // The new menu hangs off an item of the caller's in "Plugins".
-        Rec& item = NewRec(kItem, cx.me, Script(), kMaxScriptDepth + 1);
-        item.menu = nullptr;
+        NewRec(kItem, cx.me, Script(), kMaxScriptDepth + 1);
         rec.handle = VORNCreateMenu("fuzz", nullptr, 0, MenuCB, &rec);
         Check(rec.handle != nullptr, "menu not created");
         return;
@@ -702,32 +515,9 @@ void DoRemoveItem(const Context& cx, const Action& act)
         items[act.b & 3]->alive = false;
 }
 
-void DoRegHandler(const Context& cx, const Action& act)
-{
-    Rec& rec = Register(cx, kHandler, act);
-    rec.param = act.a % kCommands;
-    rec.handle = reinterpret_cast<void*>(static_cast<intptr_t>(act.b & 1));
-    VORNRegisterCommandHandler(&gCommandTokens[rec.param], CommandCB, act.b & 1, &rec);
-}
-
-void DoUnregHandler(const Context& cx, const Action& act)
-{
-    Rec* rec = Target(kHandler, act.a, cx.self);
-    if (rec == nullptr)
-        return;
-    const int before = static_cast<int>(reinterpret_cast<intptr_t>(rec->handle));
-    VORNUnregisterCommandHandler(&gCommandTokens[rec->param], CommandCB, before, rec);
-    if (rec->owner == cx.me)
-        rec->alive = false;
-}
-
 Rec* LiveDataRef(int name)
 {
-    for (Rec& rec : gRecs) {
-        if (rec.kind == kDataRef && rec.alive && rec.param == name)
-            return &rec;
-    }
-    return nullptr;
+    return FindLive(kDataRef, [name](const Rec& rec) { return rec.param == name; });
 }
 
 void DoRegDataRef(const Context& cx, const Action& act)
@@ -736,10 +526,14 @@ void DoRegDataRef(const Context& cx, const Action& act)
     Rec* holder = LiveDataRef(name);
     Rec& rec = Register(cx, kDataRef, act);
     rec.param = name;
-    rec.handle = VORNRegisterDataAccessor(Name("vorn/fuzz/ref", name).c_str(), 1, 1, ReadIntCB,
-                                          WriteIntCB, nullptr, nullptr, nullptr, nullptr,
-                                          nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                          &rec, &rec);
+    rec.handle = VORNRegisterDataAccessor(
+        Name("vorn/fuzz/ref", name).c_str(), 1, 1,
+        [](void* refcon) {
+            Run(refcon);
+            return 7;
+        },
+        [](void* refcon, int) { Run(refcon); }, nullptr, nullptr, nullptr, nullptr, nullptr,
+        nullptr, nullptr, nullptr, nullptr, nullptr, &rec, &rec);
     Check(rec.handle != nullptr, "data ref not registered");
     if (holder != nullptr) {
         Check(holder->handle == rec.handle, "held data ref gave another handle");
@@ -778,22 +572,13 @@ void DoReadOrWriteDataRef(const Context& cx, const Action& act, bool write)
               live->calls - before);
 }
 
-void DoShare(const Context& cx, const Action& act)
-{
-    Rec& rec = Register(cx, kSubscription, act);
-    rec.param = act.a % kNames;
-    const int result =
-        VORNShareData(Name("vorn/fuzz/shared", rec.param).c_str(), 1, SharedCB, &rec);
-    Check(result == 1, "share refused", result);
-}
-
 void DoUnshare(const Context& cx, const Action& act)
 {
     Rec* rec = Target(kSubscription, act.a, cx.self);
     if (rec == nullptr)
         return;
     const int result =
-        VORNUnshareData(Name("vorn/fuzz/shared", rec->param).c_str(), 1, SharedCB, rec);
+        VORNUnshareData(Name("vorn/fuzz/shared", rec->param).c_str(), 1, NotifyCB, rec);
     const bool expected = rec->alive && rec->owner == cx.me;
     Check(result == (expected ? 1 : 0), "unshare result", result);
     if (expected)
@@ -810,45 +595,28 @@ void DoWriteShared(const Action& act)
 void DoAcquirePlanes(const Context& cx, const Action& act)
 {
     Rec& rec = Register(cx, kPlanes, act);
-    if (VORNAcquirePlanes(nullptr, PlanesCB, &rec) == 1) {
+    const auto callback = [](void* refcon) {
+        Rec* waiter = Enter(refcon);
+        waiter->alive = false;  // a waiting plug-in is called once
+        RunScript(waiter);
+    };
+    if (VORNAcquirePlanes(nullptr, callback, &rec) == 1) {
         rec.alive = false;  // not queued: never called
         gPlugins[cx.me].keepsAircraft = gPlugins[cx.me].disabling;
     }
 }
 
-void DoControlCamera(const Context& cx, const Action& act)
+// The camera callback before is not told when another takes over.
+void ForgetCameraCallbacks()
 {
-    MarkDead(kCamera, -1);  // the one before is not told
-    Rec& rec = Register(cx, kCamera, act);
-    VORNControlCamera(1 + (act.a & 1), CameraCB, &rec);
-}
-
-void DoCreateProbe(const Context& cx, const Action& act)
-{
-    Rec& rec = Register(cx, kProbe, act);
-    rec.handle = VORNCreateProbe(act.a & 1);
-    Check(rec.handle != nullptr, "probe not created");
-}
-
-void DoDestroyProbe(const Context& cx, const Action& act)
-{
-    if (Rec* rec = Target(kProbe, act.a, cx.self)) {
-        VORNDestroyProbe(rec->handle);
-        rec->alive = false;
-    }
+    for (Rec& rec : gRecs)
+        rec.alive = rec.alive && rec.kind != kCamera;
 }
 
 // Plug-in id as an action names it: 0 is the acting plug-in itself.
 int PluginArg(const Context& cx, uint8_t arg)
 {
     return (arg & 3) == 0 ? cx.me : (arg & 3);
-}
-
-void DoEnable(int id)
-{
-    const int result = VORNEnablePlugin(id);
-    const PluginModel& p = gPlugins[id];
-    Check(result == (p.enabled && !p.unloaded ? 1 : 0), "enable result", result);
 }
 
 void DoDisable(int id)
@@ -860,59 +628,125 @@ void DoDisable(int id)
     Check(!gPlugins[id].enabled, "still enabled after a disable", id);
 }
 
-bool Registers(int op);
-
 void RunPluginAction(const Context& cx, const Action& act)
 {
     const int op = act.op % kPluginOpCount;
+    const int command = act.a % kCommands;
     // Callbacks that register callbacks could otherwise grow without bound.
-    if ((Registers(op) || op == kAppendItem) && gRecs.size() >= kMaxRecs)
+    if ((kRegistering.count(op) != 0 || op == kAppendItem) && gRecs.size() >= kMaxRecs)
         return;
     switch (op) {
     case kRegDraw: return DoRegDraw(cx, act);
-    case kUnregDraw: return DoUnregDraw(cx, act);
-    case kRegSniffer: return DoRegSniffer(cx, act);
-    case kUnregSniffer: return DoUnregSniffer(cx, act);
+    case kUnregDraw:
+        return Unregister(cx, kDraw, act, "unregister draw result", [](Rec& rec) {
+            return VORNUnregisterDrawCallback(DrawCB, rec.param, AsInt(rec.handle), &rec);
+        });
+    case kRegSniffer: {
+        Rec& rec = Register(cx, kSniffer, act);
+        rec.param = act.a & 1;
+        Check(VORNRegisterKeySniffer(SnifferCB, rec.param, &rec) == 1, "sniffer refused");
+        return;
+    }
+    case kUnregSniffer:
+        return Unregister(cx, kSniffer, act, "unregister sniffer result", [](Rec& rec) {
+            return VORNUnregisterKeySniffer(SnifferCB, rec.param, &rec);
+        });
     case kCreateLoop: return DoCreateLoop(cx, act);
-    case kDestroyLoop: return DoDestroyLoop(cx, act);
-    case kScheduleLoop: return DoScheduleLoop(cx, act);
+    case kDestroyLoop:
+        if (Rec* rec = Target(kLoop, act.a, cx.self, true)) {
+            VORNDestroyFlightLoop(rec->handle);
+            rec->alive = rec->alive && rec->owner != cx.me;  // not another's
+        }
+        return;
+    case kScheduleLoop:
+        if (Rec* rec = Target(kLoop, act.a, cx.self, true))
+            VORNScheduleFlightLoop(rec->handle, kScheduleIntervals[act.b & 3], act.b & 4);
+        return;
     case kCreateWindow: return DoCreateWindow(cx, act);
-    case kDestroyWindow: return DoDestroyWindow(cx, act);
-    case kTakeFocus: return DoTakeFocus(cx, act);
-    case kBringToFront: return DoBringToFront(cx, act);
-    case kSetVisible: return DoSetVisible(cx, act);
-    case kRegHotKey: return DoRegHotKey(cx, act);
-    case kUnregHotKey: return DoUnregHotKey(cx, act);
+    case kDestroyWindow: return Destroy(cx, kWindow, act, VORNDestroyWindow);
+    case kTakeFocus: {
+        Rec* rec = (act.a & 7) == 7 ? nullptr : Target(kWindow, act.a, cx.self);
+        return VORNTakeKeyboardFocus(rec != nullptr ? rec->handle : nullptr);
+    }
+    case kBringToFront:
+        if (Rec* rec = Target(kWindow, act.a, cx.self))
+            VORNBringWindowToFront(rec->handle);
+        return;
+    case kSetVisible:
+        if (Rec* rec = Target(kWindow, act.a, cx.self))
+            VORNSetWindowIsVisible(rec->handle, act.b & 1);
+        return;
+    case kRegHotKey: {
+        Rec& rec = Register(cx, kHotKey, act);
+        const char key = static_cast<char>('A' + (act.a & 1));
+        rec.handle = VORNRegisterHotKey(key, act.b & 1, "fuzz", NotifyCB, &rec);
+        return Check(rec.handle != nullptr, "hot key not registered");
+    }
+    case kUnregHotKey: return Destroy(cx, kHotKey, act, VORNUnregisterHotKey);
     case kCreateMenu: return DoCreateMenu(cx, act);
     case kDestroyMenu: return DoDestroyMenu(cx, act);
     case kAppendItem: return DoAppendItem(cx, act);
     case kRemoveItem: return DoRemoveItem(cx, act);
-    case kRegHandler: return DoRegHandler(cx, act);
-    case kUnregHandler: return DoUnregHandler(cx, act);
+    case kRegHandler: {
+        Rec& rec = Register(cx, kHandler, act);
+        rec.param = command;
+        rec.handle = reinterpret_cast<void*>(static_cast<intptr_t>(act.b & 1));
+        return VORNRegisterCommandHandler(&gCommandTokens[command], CommandCB, act.b & 1, &rec);
+    }
+    case kUnregHandler:
+        if (Rec* rec = Target(kHandler, act.a, cx.self)) {
+            VORNUnregisterCommandHandler(&gCommandTokens[rec->param], CommandCB,
+                                         AsInt(rec->handle), rec);
+            rec->alive = rec->alive && rec->owner != cx.me;  // not another's
+        }
+        return;
     case kCommandBegin:
-        VORNCommandBegin(&gCommandTokens[act.a % kCommands]);
-        gPlugins[cx.me].held.insert(act.a % kCommands);
+        VORNCommandBegin(&gCommandTokens[command]);
+        gPlugins[cx.me].held.insert(command);
         return;
     case kCommandEnd:
-        VORNCommandEnd(&gCommandTokens[act.a % kCommands]);
-        gPlugins[cx.me].held.erase(act.a % kCommands);
+        VORNCommandEnd(&gCommandTokens[command]);
+        gPlugins[cx.me].held.erase(command);
         return;
     case kRegDataRef: return DoRegDataRef(cx, act);
     case kUnregDataRef: return DoUnregDataRef(cx, act);
     case kReadDataRef: return DoReadOrWriteDataRef(cx, act, false);
     case kWriteDataRef: return DoReadOrWriteDataRef(cx, act, true);
-    case kShare: return DoShare(cx, act);
+    case kShare: {
+        Rec& rec = Register(cx, kSubscription, act);
+        rec.param = act.a % kNames;
+        const int result =
+            VORNShareData(Name("vorn/fuzz/shared", rec.param).c_str(), 1, NotifyCB, &rec);
+        return Check(result == 1, "share refused", result);
+    }
     case kUnshare: return DoUnshare(cx, act);
     case kWriteShared: return DoWriteShared(act);
     case kAcquirePlanes: return DoAcquirePlanes(cx, act);
     case kReleasePlanes: return VORNReleasePlanes();
-    case kControlCamera: return DoControlCamera(cx, act);
+    case kControlCamera: {
+        ForgetCameraCallbacks();
+        const auto callback = [](VORNCameraPositionRecord*, int losing, void* refcon) {
+            Rec* rec = Run(refcon);
+            if (losing != 0 || (rec->flag & 1) == 0)
+                rec->alive = false;  // never called again
+            return losing != 0 ? 0 : rec->flag & 1;
+        };
+        return VORNControlCamera(1 + (act.a & 1), callback, &Register(cx, kCamera, act));
+    }
     case kDontControlCamera:
         VORNDontControlCamera();
-        return MarkDead(kCamera, -1);
-    case kCreateProbe: return DoCreateProbe(cx, act);
-    case kDestroyProbe: return DoDestroyProbe(cx, act);
-    case kEnablePlugin: return DoEnable(PluginArg(cx, act.a));
+        return ForgetCameraCallbacks();
+    case kCreateProbe: {
+        Rec& rec = Register(cx, kProbe, act);
+        rec.handle = VORNCreateProbe(act.a & 1);
+        return Check(rec.handle != nullptr, "probe not created");
+    }
+    case kDestroyProbe: return Destroy(cx, kProbe, act, VORNDestroyProbe);
+    case kEnablePlugin: {
+        const int id = PluginArg(cx, act.a);
+        const int result = VORNEnablePlugin(id);
+        return Check(result == (OwnerCallable(id) ? 1 : 0), "enable result", result);
+    }
     case kDisablePlugin: return DoDisable(PluginArg(cx, act.a));
     case kReloadPlugins: return VORNReloadPlugins();
     case kSendMessage: return VORNSendMessageToPlugin(PluginArg(cx, act.a), 1000, nullptr);
@@ -944,55 +778,37 @@ void RunScript(Rec* self)
     RunActions(self->owner, self, self->script, self->depth);
 }
 
-void RunPluginScript(int id, const Script& script)
-{
-    RunActions(id, nullptr, script, 0);
-}
-
 // ---- Set-up and tear-down ------------------------------------------------------------
 
-int AddPlugin(int index)
-{
-    auto record = std::make_unique<PluginRecord>();
-    record->name = Name("Fuzz plug-in ", index);
-    record->signature = Name("vorn.fuzz.plugin", index);
-    record->enable = EnableCB;
-    record->disable = DisableCB;
-    record->stop = StopCB;
-    record->receive = ReceiveCB;
-    record->enabled = true;
-    const PluginRecord* raw = record.get();
-    const int id = VORNAddPluginRecord(std::move(record));
-    Check(id == index, "plug-in id", id);
-    gPlugins[id].record = raw;
-    return id;
-}
-
-// A fresh set of plug-ins after the registry was emptied (start, reload).
+// A fresh set of plug-ins after the registry was emptied (start, reload); the
+// message scripts and refusals of the program stay.
 void AddPlugins()
 {
     for (int id = 1; id <= kPlugins; ++id) {
-        const Script message = gPlugins[id].messageScript;
-        const bool refuse = gPlugins[id].refuseEnable;
-        gPlugins[id] = PluginModel();
-        gPlugins[id].messageScript = message;
-        gPlugins[id].refuseEnable = refuse;
-        AddPlugin(id);
+        PluginModel fresh;
+        fresh.messageScript = gPlugins[id].messageScript;
+        fresh.refuseEnable = gPlugins[id].refuseEnable;
+        auto record = std::make_unique<PluginRecord>();
+        record->name = Name("Fuzz plug-in ", id);
+        record->signature = Name("vorn.fuzz.plugin", id);
+        record->enable = EnableCB;
+        record->disable = DisableCB;
+        record->stop = StopCB;
+        record->receive = ReceiveCB;
+        record->enabled = true;
+        fresh.record = record.get();
+        gPlugins[id] = fresh;
+        const int added = VORNAddPluginRecord(std::move(record));
+        Check(added == id, "plug-in id", added);
     }
 }
 
 void StartSession()
 {
     gHooks = &gTable;
-    gTime = 0.0f;
-    gMouseX = gMouseY = 0;
-    gNextHostMenu = 1000;
-    gNextHostItem = 1;
-    gNextProbe = 0;
+    gHost = HostState();
     gRecs.clear();
-    gCallDepth = 0;
-    gCallbacks = 0;
-    gScriptRuns = 0;
+    gCallDepth = gCallbacks = gScriptRuns = 0;
     for (PluginModel& p : gPlugins)
         p = PluginModel();
     vorntest::ResetLibraryState();
@@ -1003,24 +819,17 @@ void StartSession()
 
 // ---- Checking the library against the model -------------------------------------------
 
-// Rec of the live window with id window, or null.
 Rec* WindowRec(const void* window)
 {
-    for (Rec& rec : gRecs) {
-        if (rec.kind == kWindow && rec.alive && rec.handle == window)
-            return &rec;
-    }
-    return nullptr;
+    return FindLive(kWindow, [window](const Rec& rec) { return rec.handle == window; });
 }
 
 void CheckFocusAndDrag()
 {
-    if (VORNFocusWindow() != nullptr) {
-        const Rec* rec = WindowRec(VORNFocusWindow());
-        // A plug-in that takes the focus back while its disable hooks run
-        // keeps it while disabled; keys then pass it by (the callback check).
-        Check(rec != nullptr, "focus on a destroyed window");
-    }
+    // A plug-in that takes the focus back while its disable hooks run keeps
+    // it while disabled; keys then pass it by (the callback check).
+    Check(VORNFocusWindow() == nullptr || WindowRec(VORNFocusWindow()) != nullptr,
+          "focus on a destroyed window");
     if (VORNDragWindow() != nullptr) {
         const Rec* rec = WindowRec(VORNDragWindow());
         Check(rec != nullptr, "drag by a destroyed window");
@@ -1041,14 +850,11 @@ void CheckWindowsAndLoops()
         if (loop->dead)
             continue;
         ++live;
-        const Rec* rec = AsRec(loop->refcon);
+        const Rec* rec = static_cast<const Rec*>(loop->refcon);
         Check(rec->alive && rec->handle == loop && rec->owner == loop->owner,
               "flight loop not in the model");
     }
-    int expected = 0;
-    for (const Rec& rec : gRecs)
-        expected += (rec.kind == kLoop && rec.alive) ? 1 : 0;
-    Check(live == expected, "live flight loops", live);
+    Check(live == Count(-1, kLoop), "live flight loops", live);
 }
 
 void CheckInventory(int id)
@@ -1069,7 +875,7 @@ void CheckInventory(int id)
     Check(inv.dataRefs == Count(id, kDataRef), "data refs", inv.dataRefs);
     Check(inv.sharedData == Count(id, kSubscription), "shared data", inv.sharedData);
     Check(inv.probes == Count(id, kProbe), "probes", inv.probes);
-    Check(VORNIsPluginEnabled(id) == (p.enabled && !p.unloaded ? 1 : 0), "enabled", id);
+    Check(VORNIsPluginEnabled(id) == (OwnerCallable(id) ? 1 : 0), "enabled", id);
 }
 
 void CheckModel()
@@ -1123,30 +929,6 @@ void NoteReload()
     AddPlugins();
 }
 
-Script ReadScript(Reader& in)
-{
-    Script script(in.Next() % 4);
-    for (Action& act : script) {
-        act.op = in.Next();
-        act.a = in.Next();
-        act.b = in.Next();
-        act.c = in.Next();
-    }
-    return script;
-}
-
-bool Registers(int op)
-{
-    switch (op) {
-    case kRegDraw: case kRegSniffer: case kCreateLoop: case kCreateWindow: case kRegHotKey:
-    case kCreateMenu: case kRegHandler: case kRegDataRef: case kShare: case kAcquirePlanes:
-    case kControlCamera:
-        return true;
-    default:
-        return false;
-    }
-}
-
 // At stage 1 the focus window takes every key, through its key callback,
 // unless its plug-in is disabled: then the host keeps the key.
 void KeyPress(const Action& act)
@@ -1170,30 +952,30 @@ void KeyPress(const Action& act)
 void RunHostStep(int op, uint8_t who, const Action& act)
 {
     static const int kEvents[8] = {0, 10, 9, 1, 2, 3, 8, 0};
-    const int plugin = 1 + (who & 0x3f) % kPlugins;
+    const int x = act.a % 100;
+    const int y = act.b % 100;
     switch (op) {
     case kEvent:
-        gTime += (act.b & 15) / 8.0f;
-        VORNEventHook(kEvents[act.a & 7], nullptr, gTime);
+        gHost.time += (act.b & 15) / 8.0f;
+        VORNEventHook(kEvents[act.a & 7], nullptr, gHost.time);
         return;
     case kDrawStep: VORNDoDrawingHook(1 + act.a % 26, act.b & 1); return;
-    case kMouseDown: VORNMouseClickHook(act.a % 100, act.b % 100, 1); return;
+    case kMouseDown: VORNMouseClickHook(x, y, 1); return;
     case kMouseDrag:
-        gMouseX = act.a % 100;
-        gMouseY = act.b % 100;
-        (act.c & 1) ? VORNDoDrawingHook(20, 0) : VORNDisplayMouseClickHook(gMouseX, gMouseY, 2);
+        gHost.mouseX = x;
+        gHost.mouseY = y;
+        (act.c & 1) ? VORNDoDrawingHook(20, 0) : VORNDisplayMouseClickHook(x, y, 2);
         return;
-    case kMouseUp: VORNMouseClickHook(act.a % 100, act.b % 100, 0); return;
-    case kKeyPress:
-        return KeyPress(act);
-    case kMenuPick: VORNMenuHook(1 + act.a % (gNextHostItem > 1 ? gNextHostItem - 1 : 1)); return;
+    case kMouseUp: VORNMouseClickHook(x, y, 0); return;
+    case kKeyPress: return KeyPress(act);
+    case kMenuPick: VORNMenuHook(1 + act.a % std::max(gHost.nextItem - 1, 1)); return;
     case kCommandHook:
         VORNCommandHook(&gCommandTokens[act.a % kCommands], act.b & 1, act.b >> 1 & 1, act.c & 1);
         return;
-    case kUnload: Unload(plugin); return;
+    case kUnload: return Unload(1 + (who & 0x3f) % kPlugins);
     case kReload:
         VORNReloadPlugins();
-        VORNEventHook(0, nullptr, gTime);
+        VORNEventHook(0, nullptr, gHost.time);
         return;
     case kCameraHook: {
         float v[7] = {};
@@ -1201,8 +983,7 @@ void RunHostStep(int op, uint8_t who, const Action& act)
         return;
     }
     case kCursorWheel:
-        (act.c & 1) ? (void)VORNScrollWheelHook(act.a % 100, act.b % 100, 0, 1)
-                    : (void)VORNCursorHook(act.a % 100, act.b % 100);
+        (act.c & 1) ? (void)VORNScrollWheelHook(x, y, 0, 1) : (void)VORNCursorHook(x, y);
         return;
     default: return;
     }
@@ -1212,24 +993,24 @@ void RunStep(Reader& in)
 {
     const int op = in.Next() % kOpCount;
     const uint8_t who = in.Next();
-    Action act;
-    act.op = static_cast<uint8_t>(op);
-    act.a = in.Next();
-    act.b = in.Next();
-    act.c = in.Next();
+    const Action act{static_cast<uint8_t>(op), in.Next(), in.Next(), in.Next()};
     if (op >= kPluginOpCount) {
         RunHostStep(op, who, act);
     } else {
         const int id = 1 + (who & 0x3f) % kPlugins;
-        const Script script = (Registers(op) || (who & 0x40)) ? ReadScript(in) : Script();
+        Script script;
+        if (kRegistering.count(op) != 0 || (who & 0x40)) {
+            script.resize(in.Next() % 4);
+            for (Action& step : script)
+                step = Action{in.Next(), in.Next(), in.Next(), in.Next()};
+        }
         if (who & 0x80)
             gPlugins[id].refuseEnable = !gPlugins[id].refuseEnable;
         if (who & 0x40)
             gPlugins[id].messageScript = script;
         if (OwnerCallable(id)) {
             StDispatchCallback asPlugin(id);
-            const Context cx{id, nullptr, &script, 0};
-            RunPluginAction(cx, act);
+            RunPluginAction(Context{id, nullptr, &script, 0}, act);
         }
     }
     NoteReload();
@@ -1251,9 +1032,9 @@ void EndSession()
 SequenceStats RunApiSequence(const uint8_t* data, size_t size)
 {
     StartSession();
-    Reader in(data, size);
+    Reader in{data, size};
     SequenceStats stats;
-    while (!in.AtEnd() && stats.steps < 400) {
+    while (in.pos < size && stats.steps < 400) {
         RunStep(in);
         ++stats.steps;
     }

@@ -33,31 +33,27 @@ def event(code, dt=8):
 
 
 SEEDS = {
-    # A flight loop that destroys itself on its first call, beside one that
-    # destroys the other plug-in's loop (refused) and registers a new loop.
+    # A loop destroying itself; one destroying another's (refused) and creating one.
     "loops_destroy_themselves": [
         step("CreateLoop", 0, 0, 0, 0, [("DestroyLoop", 0)]),
         step("CreateLoop", 1, 0, 0, 0, [("DestroyLoop", 1), ("CreateLoop", 0, 0)]),
         event(0), event(0), event(0), event(10),
     ],
-    # Draw callbacks that unregister themselves, another plug-in's callback,
-    # and register new ones of the phase being drawn.
+    # Draw callbacks unregistering themselves, another's, and registering in the phase drawn.
     "draw_callbacks_reenter": [
         step("RegDraw", 0, 1, 0, 0, [("UnregDraw", 0)]),
         step("RegDraw", 1, 1, 0, 0, [("UnregDraw", 2), ("RegDraw", 1, 0)]),
         step("RegDraw", 2, 1, 0, 0, [("DisablePlugin", 0)]),
         step("DrawStep", 0, 19), step("DrawStep", 0, 19), step("DrawStep", 0, 19),
     ],
-    # A window that takes the focus, and a window whose key callback (told
-    # it loses the focus) destroys itself and gives the focus to a third.
+    # A window taking the focus; one that, told it loses it, dies and gives it to a third.
     "focus_moves_in_callbacks": [
         step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0), ("TakeFocus", 2)]),
         step("CreateWindow", 1, 0, 0, 1, [("TakeFocus", 0)]), step("CreateWindow", 2, 0, 0, 1),
         step("TakeFocus", 0, 0), step("TakeFocus", 1, 1), step("KeyPress", 0, 0, 0, 1),
         step("DisablePlugin", 1, 0), step("KeyPress", 0, 1, 0, 1),
     ],
-    # A mouse-down taken by a window whose drag callback destroys it, and a
-    # plug-in disabled while its window is being dragged.
+    # A window destroyed by its own drag callback; a plug-in disabled mid-drag.
     "drag_and_disable": [
         step("CreateWindow", 0, 0, 0, 1, [("DestroyWindow", 0)]), step("CreateWindow", 1, 9, 0, 1),
         step("MouseDown", 0, 5, 5), step("MouseDrag", 0, 6, 6, 1), step("MouseUp", 0, 6, 6),
@@ -71,8 +67,7 @@ SEEDS = {
         step("RegHotKey", 2, 0, 0, 0, [("DisablePlugin", 0)]),
         step("KeyPress", 0, 0, 0, 0), step("KeyPress", 0, 0, 0, 0), step("KeyPress", 0, 0, 0, 2),
     ],
-    # Menus whose handlers destroy their own menu, remove items and append
-    # items to another plug-in's menu; then that plug-in is unloaded.
+    # Menu handlers destroying their menu, changing another's menu, whose owner then unloads.
     "menus_change_in_handlers": [
         step("CreateMenu", 0, 0, 0, 0, [("DestroyMenu", 0)]),
         step("AppendItem", 0, 0), step("AppendItem", 0, 0),
@@ -81,16 +76,14 @@ SEEDS = {
         step("MenuPick", 0, 1), step("MenuPick", 0, 2), step("MenuPick", 0, 4),
         step("MenuPick", 0, 5), step("Unload", 1), step("MenuPick", 0, 6),
     ],
-    # Command handlers that unregister themselves and register new ones for
-    # the command being dispatched; commands held across an unload.
+    # Command handlers replacing themselves mid-dispatch; commands held across an unload.
     "command_handlers_reenter": [
         step("RegHandler", 0, 0, 1, 0, [("UnregHandler", 0), ("RegHandler", 0, 1)]),
         step("RegHandler", 1, 0, 0, 0, [("UnregHandler", 1), ("CommandBegin", 0)]),
         step("CommandHook", 0, 0, 1, 1), step("CommandHook", 0, 0, 1, 0),
         step("CommandBegin", 2, 1), event(9), step("Unload", 2), event(9),
     ],
-    # Data accessors read and written by others, withdrawn from inside their
-    # own accessor, and shared data whose subscribers unshare and write again.
+    # Accessors used by others and withdrawn from inside; subscribers unsharing and writing.
     "data_reenters": [
         step("RegDataRef", 0, 0, 0, 0, [("UnregDataRef", 0)]),
         step("RegDataRef", 1, 0), step("RegDataRef", 1, 1, 0, 0, [("WriteDataRef", 0, 3)]),
@@ -107,8 +100,7 @@ SEEDS = {
         step("ControlCamera", 1, 0, 0, 1), step("DisablePlugin", 1, 0), step("CameraHook"),
         step("CreateProbe", 2), step("DestroyProbe", 0, 0), step("CreateProbe", 1),
     ],
-    # A plug-in that asks for a reload from its flight loop, with windows,
-    # menus and loops of every plug-in around; then the new plug-ins work on.
+    # A reload asked from a flight loop amid everyone's windows, menus and loops.
     "reload_from_a_callback": [
         step("CreateWindow", 0, 0, 0, 1), step("TakeFocus", 0, 0),
         step("CreateMenu", 1), step("RegHotKey", 2),
@@ -116,8 +108,7 @@ SEEDS = {
         event(0), event(0), step("CreateLoop", 0), event(0), step("Reload"),
         step("CreateWindow", 1), step("DrawStep", 0, 19),
     ],
-    # Messages whose handlers disable and unload-adjacent work, and a plug-in
-    # that refuses to be enabled again.
+    # Message handlers that disable; a plug-in refusing to be enabled again.
     "messages_and_enable": [
         step("SendMessage", 0x40, 2, 0, 0, [("CreateWindow", 0), ("DisablePlugin", 0)]),
         step("Event", 0, EVENT[2]), step("DisablePlugin", 0x80 | 1, 0),
@@ -125,8 +116,7 @@ SEEDS = {
         step("Event", 0, EVENT[8]), step("EnablePlugin", 2, 1),
     ],
     # Findings of the fuzzer, kept as regression programs.
-    # The up event that ends a drag, delivered by the disable hook, runs the
-    # window's mouse callback, which takes the focus again.
+    # The up event ending a drag, sent by the disable hook, retakes the focus.
     "finding_up_event_retakes_focus": [
         step("CreateWindow", 0, 0, 0, 1, [("UnregSniffer", 0)]),
         step("CreateWindow", 1, 0, 0, 1, [("TakeFocus", 0)]),
@@ -144,27 +134,22 @@ SEEDS = {
         step("SendMessage", 0x40 | 1, 2, 0, 0, [("CreateWindow", 0), ("DisablePlugin", 0)]),
         step("EnablePlugin", 2, 2), step("MouseDrag", 0, 0, 0, 1),
     ],
-    # Disabling the aircraft owner hands the aircraft to a waiting plug-in,
-    # whose callback gives the focus to the owner's window.
+    # The aircraft handed on by a disable; the new owner focuses the old owner's window.
     "finding_aircraft_waiter_gives_focus": [
         step("AcquirePlanes", 0), step("CreateWindow", 0, 0, 0, 14),
         step("AcquirePlanes", 2, 0, 0, 0, [("TakeFocus", 1)]), step("DisablePlugin", 0, 0),
     ],
-    # Disabling the aircraft owner calls a waiting plug-in back while the owner
-    # is still enabled; the callback's message makes the owner acquire again,
-    # and it keeps the aircraft through its disable and its unload.
+    # The waiter called during the owner's disable makes it acquire again: it keeps them.
     "finding_aircraft_taken_back_during_disable": [
         step("AcquirePlanes", 0x40, 0, 0, 0, [("AcquirePlanes",)]),
         step("AcquirePlanes", 2, 0, 0, 0, [("SendMessage", 1)]), step("DisablePlugin", 0, 0),
     ],
-    # The camera callback, told it loses control because its plug-in is being
-    # disabled, disables the plug-in again: the disable callback ran twice.
+    # The camera callback, losing control to a disable, disables its plug-in again.
     "finding_disable_from_a_farewell_callback": [
         step("ControlCamera", 0x40, 2, 0, 0, [("CreateWindow", 0), ("DisablePlugin", 0)]),
         step("Event", 0, EVENT[8]), step("EnablePlugin", 2, 0),
     ],
-    # While a reload disables everyone, a window callback of the last plug-in
-    # enables the second again, which was then stopped while enabled.
+    # A window callback enabling a plug-in again while a reload disables everyone.
     "finding_enabled_again_during_a_reload": [
         step("CreateWindow", 2, 0, 0, 1, [("EnablePlugin", 2)]), step("TakeFocus", 2, 0),
         step("Reload"), step("CreateWindow", 1),

@@ -1,27 +1,20 @@
-// Fuzzes the two path utilities that write into caller memory.
-//
-// VORNExtractFileAndPath: arbitrary text in a guarded buffer; the result and
-// every byte of the buffer must match a model of the split (one trailing
-// separator dropped, the last separator cut), and nothing outside the string
-// may change.
-//
-// VORNGetDirectoryContents: every input lays out a scratch folder with names
-// taken from the input (any bytes but '/' and NUL, up to 255 of them, files
-// and folders), then makes calls with offsets, buffer sizes and index counts
-// from the input. The caller's buffers sit between guard bytes and guard
-// slots; after each call every byte and slot must equal the model's, which
-// packs the names in the order readdir gives them. Finally the folder is paged
-// through and every name must come back exactly once, in that order.
+// Fuzzes the two path utilities that write into caller memory, with the
+// caller's buffers between guard bytes (and guard slots) that must not change.
+// VORNExtractFileAndPath splits arbitrary text; VORNGetDirectoryContents lists
+// a scratch folder laid out from the input (any name bytes but '/' and NUL)
+// with the input's offsets, buffer sizes and index counts. Both are compared
+// byte for byte with a model; finally the folder is paged through and every
+// name must come back exactly once, in readdir's order.
 
 #include "VORN/VORNUtilities.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -47,8 +40,7 @@ void Check(bool ok, const char* what)
     }
 }
 
-// ---- VORNExtractFileAndPath --------------------------------------------------
-
+// The model of the split: one trailing separator dropped, the last one cut.
 void FuzzExtract(const std::string& text)
 {
     const size_t n = text.size();
@@ -57,24 +49,19 @@ void FuzzExtract(const std::string& text)
 
     std::vector<char> expected = buffer;
     char* s = &expected[kGuard];
-    size_t fileAt = 0;
     size_t length = n;
     if (length > 0 && s[length - 1] == '/')
         s[--length] = '\0';
     const size_t cut = std::string(s, length).rfind('/');
-    if (cut != std::string::npos) {
+    if (cut != std::string::npos)
         s[cut] = '\0';
-        fileAt = cut + 1;
-    }
-
+    const size_t fileAt = cut != std::string::npos ? cut + 1 : 0;
     char* const start = &buffer[kGuard];
     const char* result = VORNExtractFileAndPath(start);
     Check(result >= start && result <= start + n, "file part points outside the path");
     Check(static_cast<size_t>(result - start) == fileAt, "file part starts at the wrong place");
     Check(buffer == expected, "path buffer differs from the model (or a guard byte changed)");
 }
-
-// ---- VORNGetDirectoryContents ----------------------------------------------------
 
 // One call's arguments; sizes and counts may be zero or negative.
 struct Request {
@@ -106,16 +93,16 @@ Outcome Model(const std::vector<std::string>& order, const Request& rq, char* na
     bool allDelivered = true;
     for (int i = rq.offset; rq.offset >= 0 && i < total; ++i) {
         const std::string& name = order[static_cast<size_t>(i)];
-        if (static_cast<long>(name.size()) + 1 > room ||
-            (rq.withIndices && out.returned >= slotCount)) {
+        const size_t need = name.size() + 1;
+        if (static_cast<long>(need) > room || (rq.withIndices && out.returned >= slotCount)) {
             allDelivered = false;
             break;
         }
         if (rq.withIndices)
             out.slots[kGuard + out.returned] = namesBase + used;
-        std::memcpy(&out.names[kGuard + used], name.c_str(), name.size() + 1);
-        used += name.size() + 1;
-        room -= static_cast<long>(name.size()) + 1;
+        std::memcpy(&out.names[kGuard + used], name.c_str(), need);
+        used += need;
+        room -= static_cast<long>(need);
         ++out.returned;
     }
     if (allDelivered && room > 0 && (!rq.withIndices || out.returned != slotCount)) {
@@ -151,12 +138,12 @@ Outcome Call(const std::string& dir, const std::vector<std::string>& order, cons
     return got;
 }
 
-// The scratch folders live below one folder per process, in memory when the
+// The scratch folder, below one folder per process, in memory when the
 // machine has a tmpfs (creating and removing entries on disk is slow enough to
 // dominate the run).
 char gScratchRoot[64];
 
-const char* ScratchRoot()
+std::string ScratchFolder()
 {
     if (gScratchRoot[0] == '\0') {
         const char* base = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
@@ -167,16 +154,14 @@ const char* ScratchRoot()
             fs::remove_all(gScratchRoot, ignored);
         });
     }
-    return gScratchRoot;
+    return std::string(gScratchRoot) + "/d";
 }
 
 std::string NameFrom(FuzzedDataProvider& in, size_t index)
 {
     std::string name = in.ConsumeBytesAsString(in.ConsumeIntegralInRange<size_t>(1, 255));
-    for (char& c : name) {
-        if (c == '/' || c == '\0')
-            c = '_';
-    }
+    std::replace(name.begin(), name.end(), '/', '_');
+    std::replace(name.begin(), name.end(), '\0', '_');
     if (name.empty() || name == "." || name == "..")
         name = "n" + std::to_string(index);
     return name;
@@ -202,20 +187,6 @@ std::set<std::string> LayOut(FuzzedDataProvider& in, const std::string& dir)
             names.insert(name);
     }
     return names;
-}
-
-// The folder's entries in the order the operating system gives them.
-std::vector<std::string> ReaddirOrder(const std::string& dir)
-{
-    std::vector<std::string> order;
-    DIR* d = opendir(dir.c_str());
-    Check(d != nullptr, "cannot list the scratch folder");
-    while (const dirent* entry = readdir(d)) {
-        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-            order.push_back(entry->d_name);
-    }
-    closedir(d);
-    return order;
 }
 
 Request RandomRequest(FuzzedDataProvider& in, int total, int bytesNeeded)
@@ -262,9 +233,11 @@ void PageThrough(FuzzedDataProvider& in, const std::string& dir,
 
 void FuzzDirectory(FuzzedDataProvider& in)
 {
-    const std::string dir = std::string(ScratchRoot()) + "/d";
+    const std::string dir = ScratchFolder();
     const std::set<std::string> made = LayOut(in, dir);
-    const std::vector<std::string> order = ReaddirOrder(dir);
+    std::vector<std::string> order;  // in the order the operating system gives them
+    for (const fs::directory_entry& entry : fs::directory_iterator(dir))
+        order.push_back(entry.path().filename().string());
     Check(std::set<std::string>(order.begin(), order.end()) == made &&
               order.size() == made.size(), "readdir does not show what was created");
     int bytesNeeded = 1;

@@ -1,11 +1,8 @@
-// Fuzzes the two UTF converters against a reference model of their fixed
-// rules: the lenient decoder (never rejects, stray continuation runs give one
-// 0 unit, following bytes taken unchecked) and the lossy encoder (every
-// surrogate pair becomes U+10000 or U+10001). The model is written from the
-// rules, byte by byte, without sharing code with the library.
-//
-// Each input is used twice: as UTF-8 bytes for the decoder and as
-// little-endian 16-bit units for the encoder.
+// Fuzzes the two UTF converters against a model written from their fixed
+// rules, sharing no code with the library: the lenient decoder (never rejects,
+// stray continuation runs give one 0 unit, following bytes taken unchecked)
+// and the lossy encoder (every surrogate pair becomes U+10000 or U+10001).
+// Each input is both UTF-8 bytes and little-endian 16-bit units.
 
 #include "UTL_unicode.h"
 
@@ -25,22 +22,10 @@ unsigned ByteAt(const std::string& in, size_t i)
     return i < in.size() ? static_cast<unsigned char>(in[i]) : 0u;
 }
 
-void AppendUnits(std::u16string& out, unsigned long cp)
-{
-    if (cp < 0x10000) {
-        out += static_cast<char16_t>(cp);
-        return;
-    }
-    const unsigned long v = cp - 0x10000;
-    out += static_cast<char16_t>(0xD800 + (v / 1024) % 1024);
-    out += static_cast<char16_t>(0xDC00 + v % 1024);
-}
-
 std::u16string ModelDecode(const std::string& in)
 {
     std::u16string out;
-    size_t i = 0;
-    while (i < in.size()) {
+    for (size_t i = 0; i < in.size();) {
         const unsigned c = ByteAt(in, i);
         unsigned long cp = 0;
         int extra = 0;
@@ -57,11 +42,14 @@ std::u16string ModelDecode(const std::string& in)
         // A multi-byte lead or a stray trail byte swallows the whole run of
         // trail bytes after it; an ASCII byte or an invalid lead only itself.
         size_t next = i + 1;
-        if (extra > 0 || IsTrail(c)) {
-            while (next < in.size() && IsTrail(ByteAt(in, next)))
-                ++next;
+        while ((extra > 0 || IsTrail(c)) && next < in.size() && IsTrail(ByteAt(in, next)))
+            ++next;
+        if (cp < 0x10000) {
+            out += static_cast<char16_t>(cp);
+        } else {
+            out += static_cast<char16_t>(0xD800 + ((cp - 0x10000) / 1024) % 1024);
+            out += static_cast<char16_t>(0xDC00 + (cp - 0x10000) % 1024);
         }
-        AppendUnits(out, cp);
         i = next;
     }
     return out;
@@ -70,17 +58,13 @@ std::u16string ModelDecode(const std::string& in)
 std::string ModelEncode(const std::u16string& in)
 {
     std::string out;
-    for (size_t i = 0; i < in.size();) {
+    for (size_t i = 0; i < in.size(); ++i) {
         const unsigned u = in[i];
         if (u >= 0xD800 && u <= 0xDBFF) {
-            const unsigned next = i + 1 < in.size() ? in[i + 1] : 0u;
-            const bool odd = u % 1024 != 0 || next % 1024 != 0;
-            out += "\xF0\x90\x80";
-            out += static_cast<char>(odd ? 0x81 : 0x80);
-            i += 2;
-            continue;
-        }
-        if (u < 0x80) {
+            const unsigned second = i + 1 < in.size() ? in[++i] : 0u;
+            const bool odd = u % 1024 != 0 || second % 1024 != 0;
+            out += odd ? "\xF0\x90\x80\x81" : "\xF0\x90\x80\x80";
+        } else if (u < 0x80) {
             out += static_cast<char>(u);
         } else if (u < 0x800) {
             out += static_cast<char>(0xC0 + u / 64);
@@ -90,7 +74,6 @@ std::string ModelEncode(const std::u16string& in)
             out += static_cast<char>(0x80 + u / 64 % 64);
             out += static_cast<char>(0x80 + u % 64);
         }
-        ++i;
     }
     return out;
 }
@@ -99,13 +82,10 @@ std::string ModelEncode(const std::u16string& in)
 // other than surrogates (no overlong forms, no four-byte sequences).
 bool IsStrictBasicPlane(const std::string& in)
 {
-    size_t i = 0;
-    while (i < in.size()) {
+    for (size_t i = 0; i < in.size(); ++i) {
         const unsigned c = ByteAt(in, i);
-        if (c < 0x80) {
-            ++i;
+        if (c < 0x80)
             continue;
-        }
         const int extra = (c >= 0xC2 && c <= 0xDF) ? 1 : (c >= 0xE0 && c <= 0xEF) ? 2 : 0;
         if (extra == 0 || i + extra >= in.size())
             return false;
@@ -118,7 +98,7 @@ bool IsStrictBasicPlane(const std::string& in)
         }
         if ((extra == 2 && cp < 0x800) || (cp >= 0xD800 && cp <= 0xDFFF))
             return false;
-        i += extra + 1;
+        i += extra;
     }
     return true;
 }
@@ -139,7 +119,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::u16string decoded = u"stale";
     string_utf_8_to_16(bytes, decoded);
     Check(decoded == ModelDecode(bytes), "UTF-8 decoding differs from the model");
-
     std::u16string units;
     for (size_t i = 0; i + 1 < size; i += 2)
         units += static_cast<char16_t>(data[i] | data[i + 1] << 8);

@@ -19,16 +19,14 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 TEST(ApiSequenceReplayTest, EverySeedRunsCleanAgainstTheModel)
 {
-    std::vector<fs::path> seeds;
-    for (const auto& entry : fs::directory_iterator(VORN_API_SEQUENCE_CORPUS))
+    std::vector<std::filesystem::path> seeds;
+    for (const auto& entry : std::filesystem::directory_iterator(VORN_API_SEQUENCE_CORPUS))
         seeds.push_back(entry.path());
     std::sort(seeds.begin(), seeds.end());
     ASSERT_GE(seeds.size(), 8u);
-    for (const fs::path& seed : seeds) {
+    for (const std::filesystem::path& seed : seeds) {
         SCOPED_TRACE(seed.filename().string());
         std::ifstream in(seed, std::ios::binary);
         const std::vector<uint8_t> program(std::istreambuf_iterator<char>(in), {});
