@@ -420,16 +420,6 @@ private:
 
 class FlightLoopSchedulerTest : public LibraryTest {
 protected:
-    static std::vector<std::string> Run(Registry& registry, uint32_t seed, bool nestedPasses,
-                                        int passes)
-    {
-        Script script(seed, nestedPasses);
-        gScript = &script;
-        script.Run(registry, passes);
-        gScript = nullptr;
-        return script.calls;
-    }
-
     // Runs the seeds from firstSeed on; fails at the first call where the two runs part.
     void Compare(uint32_t firstSeed, int seeds, bool nestedPasses, int passes)
     {
@@ -440,18 +430,17 @@ protected:
             for (int i = 1; i <= kPlugins; ++i)
                 AddPlugin("P" + std::to_string(i), "t.p" + std::to_string(i));
             host->elapsedTime = 0.0f;
-            Library library(*host);
-            Model model;
-            const std::vector<std::string> got = Run(library, seed, nestedPasses, passes);
-            const std::vector<std::string> want = Run(model, seed, nestedPasses, passes);
+            auto run = [&](Registry&& registry) {
+                Script script(seed, nestedPasses);
+                gScript = &script;
+                script.Run(registry, passes);
+                return script.calls;
+            };
+            const std::vector<std::string> got = run(Library(*host)), want = run(Model());
             total += want.size();
-            const auto part = std::mismatch(got.begin(), got.end(), want.begin(), want.end());
-            if (part.first != got.end() || part.second != want.end()) {
-                FAIL() << "seed " << seed << ", call " << part.first - got.begin() << " (of "
-                       << got.size() << " and " << want.size() << "): the library called "
-                       << (part.first != got.end() ? *part.first : "nothing") << ", the plain walk "
-                       << (part.second != want.end() ? *part.second : "nothing");
-            }
+            const size_t i = std::mismatch(got.begin(), got.end(), want.begin(), want.end()).first - got.begin();
+            ASSERT_EQ(i < got.size() ? got[i] : "nothing", i < want.size() ? want[i] : "nothing")
+                << "seed " << seed << ", call " << i << " of " << got.size() << " and " << want.size();
         }
         // A script that calls little would prove little: several calls a pass.
         EXPECT_GT(total, 4u * static_cast<size_t>(seeds) * static_cast<size_t>(passes)) << total;
