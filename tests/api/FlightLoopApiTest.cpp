@@ -11,7 +11,7 @@
 
 #include <cmath>
 #include <functional>
-#include <limits>
+#include <tuple>
 #include <string>
 #include <vector>
 
@@ -86,12 +86,9 @@ TEST_F(FlightLoopApiTest, PassIntervalsCountPassesOfEitherPhaseAndDueTimesAreSin
     Loop l1("l1"), l2("l2", -2.0f), l3("l3", -3.0f), l4("l4"), nan("na"), zero("ze");
     host->elapsedTime = 0.0f;
     const int start = VORNGetCycleNumber();
-    Create(a, l1, 0, -1.0f);
-    Create(a, l2, 0, -2.0f);
-    Create(b, l3, 0, -3.0f);
-    Create(b, l4, 1, -1.0f);
-    Create(a, nan, 0, std::numeric_limits<float>::quiet_NaN());
-    Create(a, zero, 1, 0.0f);
+    for (auto [id, loop, phase, interval] : {std::tuple{a, &l1, 0, -1.0f}, {a, &l2, 0, -2.0f}, {b, &l3, 0, -3.0f},
+                                             {b, &l4, 1, -1.0f}, {a, &nan, 0, std::nanf("")}, {a, &zero, 1, 0.0f}})
+        Create(id, *loop, phase, interval);
     std::vector<std::string> frames;
     for (int frame = 1; frame <= 6; ++frame) {
         gCalls.clear();
@@ -104,9 +101,8 @@ TEST_F(FlightLoopApiTest, PassIntervalsCountPassesOfEitherPhaseAndDueTimesAreSin
     EXPECT_THAT(frames, ElementsAre("l1l4", "l3l2l1l4", "l2l1l4", "l3l2l1l4", "l2l1l4", "l3l2l1l4"));
     EXPECT_THAT(gCalls, ElementsAre("l3/2", "l2/1", "l1/1", "l4/2"));
     EXPECT_EQ(VORNGetCycleNumber(), start + 12);
-    EXPECT_EQ(l1.counters.front(), start + 1);
-    EXPECT_EQ(l4.counters.front(), start + 2);
-    EXPECT_EQ(l3.counters.back(), start + 11);
+    EXPECT_THAT(std::vector<int>({l1.counters.front(), l4.counters.front(), l3.counters.back()}),
+                ElementsAre(start + 1, start + 2, start + 11));
     EXPECT_EQ(l4.cycleInside, l4.counters);
     EXPECT_THAT(l2.since, ElementsAre(2.0f, 1.0f, 1.0f, 1.0f, 1.0f));
     EXPECT_THAT(l4.now, ElementsAre(1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 6.0f));
