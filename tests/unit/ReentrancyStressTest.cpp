@@ -77,10 +77,7 @@ protected:
 
     int Pick(int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); }
     int RandomPlugin() { return 1 + Pick(kPlugins); }
-    float RandomInterval()
-    {
-        return std::array<float, 6>{-1.0f, -2.0f, -3.0f, 0.0f, 0.01f, 0.5f}[Pick(6)];
-    }
+    float RandomInterval() { return std::array<float, 6>{-1.0f, -2.0f, -3.0f, 0.0f, 0.01f, 0.5f}[Pick(6)]; }
 
     // Registered (again) by whoever runs now.
     void Adopt(Agent& agent)
