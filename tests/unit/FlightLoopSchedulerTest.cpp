@@ -332,7 +332,7 @@ public:
     }
     void Destroy(int caller, int loop) override
     {
-        mLoops[loop]->dead = mLoops[loop]->dead || mLoops[loop]->owner == caller;
+        mLoops[loop]->dead |= mLoops[loop]->owner == caller;
         if (mDepth == 0)
             Purge();
     }
@@ -360,7 +360,7 @@ public:
     void Cleanup(int owner) override
     {
         for (Loop* loop : mList)
-            loop->dead = loop->dead || loop->owner == owner;
+            loop->dead |= loop->owner == owner;
         Purge();
     }
     void SetEnabled(int plugin, bool enabled) override { mEnabled[plugin] = enabled; }
@@ -368,8 +368,7 @@ public:
 
     // Newest first; loops created during the pass are not in the copy, and removed ones are
     // dead. A callback that throws counts as having returned the interval it had before the call.
-    // Due times and
-    // and cycles are worked out in single precision.
+    // Due times and cycles are worked out in single precision.
     void Pass(float time, int selector) override
     {
         ++mCounter;

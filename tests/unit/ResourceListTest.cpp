@@ -19,6 +19,7 @@
 #include <gmock/gmock.h>
 
 #include <cctype>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -77,16 +78,14 @@ private:
     void Walk(const std::string& at, const std::vector<std::string>& inner)
     {
         std::string met;
-        {
-            StIterate<Item> iterate(list);
-            for (Item* item = list.First(); item; item = list.Next(item)) {
-                if (item->dead)
-                    continue;
-                met += item->name + ",";
-                if (item->name == at)
-                    for (const std::string& step : inner)
-                        Step(step);
-            }
+        StIterate<Item> iterate(list);
+        for (Item* item = list.First(); item; item = list.Next(item)) {
+            if (item->dead)
+                continue;
+            met += item->name + ",";
+            if (item->name == at)
+                for (const std::string& step : inner)
+                    Step(step);
         }
         trace << "W:" << met << " ";
     }
@@ -160,9 +159,7 @@ TEST_P(ResourceListTest, Script)
     gFreed = 0;
     gUnlinked.clear();
     std::istringstream words(GetParam().script);
-    std::vector<std::string> steps;
-    for (std::string word; words >> word;)
-        steps.push_back(word);
+    const std::vector<std::string> steps{std::istream_iterator<std::string>(words), {}};
     EXPECT_EQ(Script().Run(steps), GetParam().trace);
 }
 
