@@ -12,8 +12,8 @@
 
 #include <cmath>
 #include <functional>
-#include <tuple>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace vorntest;

@@ -51,7 +51,8 @@ protected:
     static int DrawCallback(int phase, int isBefore, void* refcon)
     {
         Agent& agent = *static_cast<Agent*>(refcon);
-        EXPECT_EQ(agent.phase * 10 + agent.before, phase * 10 + isBefore);
+        EXPECT_EQ(agent.phase, phase);
+        EXPECT_EQ(agent.before, isBefore);
         if (self->quiet) {
             self->drawnQuietly.insert(agent.tag);
         } else {
