@@ -170,7 +170,6 @@ TEST_F(TimeAccountingTest, NestedCallsAreChargedToTheirOwnPluginAgainstTheBudget
     EXPECT_EQ(accessor.overBudget, 4);
     EXPECT_EQ(Kind(1, "flight loop (phase 0)").overBudget, 0)
         << "the 2 ms it waits are the accessor's";
-
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
-// The flight-loop pass against a plain walk of a newest-first list. One
-// random script (schedules in seconds and passes, idle, NaN and infinite
-// intervals and times, both phases and an invalid one, disabled owners,
-// callbacks that create, schedule, unschedule and destroy loops, their own
-// and others', throw, or drive a pass of their own) runs once against the
-// library and once against a model written here that does what the rules
-// say with no scheduler at all. Both runs draw from the same seed, so as
-// long as they call the same loops with the same arguments they make the
-// same changes; the two call sequences must be identical.
+// The flight-loop pass against a plain walk of a newest-first list. One random script (odd
+// intervals and times, both phases and an invalid one, disabled owners, callbacks that change
+// loops, their own and others', throw, or run a pass of their own) runs against the library and
+// against a model with no scheduler at all. Both draw from one seed, so as long as they call the
+// same loops with the same arguments they make the same changes: the call sequences must match.
 
 #include "LibraryFixture.h"
 #include "VORNProcessingInternal.h"
@@ -16,13 +12,10 @@
 #include <algorithm>
 #include <array>
 #include <cfloat>
-#include <cmath>
-#include <cstdint>
-#include <cstring>
+#include <cstdio>
 #include <limits>
 #include <memory>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -38,29 +31,8 @@ constexpr int kTags = 16;  // refcons; loops with equal callback and tag match a
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
-// One call of a loop: callback, refcon, dispatched plug-in and the other
-// three arguments (compared bitwise, so that NaN equals NaN).
-struct Call {
-    int pass, callback, tag, owner;
-    float since, now;
-    int counter;
-    bool operator==(const Call& o) const
-    {
-        return callback == o.callback && tag == o.tag && owner == o.owner && counter == o.counter &&
-               std::memcmp(&since, &o.since, sizeof since) == 0 &&
-               std::memcmp(&now, &o.now, sizeof now) == 0;
-    }
-};
-
-std::ostream& operator<<(std::ostream& out, const Call& c)
-{
-    return out << "in pass " << c.pass << " callback " << c.callback << " tag " << c.tag
-               << " owner " << c.owner << " (since " << c.since << ", now " << c.now
-               << ", counter " << c.counter << ")";
-}
-
-// The registry operations the script uses. Loops are numbered in creation
-// order; callers are plug-in ids.
+// The registry operations the script uses. Loops are numbered in creation order; callers are
+// plug-in ids.
 class Registry {
 public:
     virtual ~Registry() = default;
@@ -76,8 +48,8 @@ public:
     virtual void Pass(float time, int selector) = 0;
 };
 
-// The random driver, shared by both runs: what to do between passes and
-// inside each call, and what each call returns.
+// The random driver of both runs: what to do between passes and inside each call, and what each
+// call returns.
 class Script {
 public:
     Script(uint32_t seed, bool nestedPasses) : mRng(seed), mNestedPasses(nestedPasses) {}
@@ -85,9 +57,8 @@ public:
     void Run(Registry& registry, int passes)
     {
         mRegistry = &registry;
-        // A quarter of the scripts keep a handful of loops, so that the
-        // registry crosses the size below which passes walk the list, both
-        // ways and often.
+        // A quarter of the scripts keep a handful of loops, so that the registry often crosses the
+        // size below which passes walk the list.
         const bool few = Pick(4) == 0;
         mCap = few ? 7 : 80;
         const int initial = few ? Pick(7) : 10 + Pick(40);
@@ -97,27 +68,28 @@ public:
             for (int n = Pick(4); n > 0; --n)
                 Act(RandomPlugin(), -1, -1);
             const int doomed = few && Pick(3) == 0 ? RandomLive(-1, -1) : -1;
-            if (doomed >= 0) {
-                mRegistry->Destroy(mLoops[doomed].owner, doomed);
-                Retire([&](const LoopInfo& loop) { return &loop == &mLoops[doomed]; });
-            }
+            if (doomed >= 0)
+                Destroy(mLoops[doomed].owner, doomed);
             if (Pick(8) == 0)
                 mRegistry->SetEnabled(RandomPlugin(), Pick(3) != 0);
             mRegistry->Pass(NextPassTime(), RandomSelector());
         }
     }
 
-    // A loop's callback was called by the registry.
+    // A loop's callback was called by the registry. %a tells every float apart, NaN from -NaN too.
     float OnCall(int callback, int tag, int owner, float since, float now, int counter)
     {
-        calls.push_back({mPass, callback, tag, owner, since, now, counter});
+        char call[160];
+        std::snprintf(call, sizeof call,
+                      "in pass %d callback %d tag %d owner %d (since %a, now %a, counter %d)", mPass,
+                      callback, tag, owner, double(since), double(now), counter);
+        calls.emplace_back(call);
         const int roll = Pick(20);
         const int actions = roll < 11 ? 0 : roll < 16 ? 1 : 1 + Pick(3);
         for (int n = 0; n < actions; ++n)
             Act(owner, callback, tag);
         if (Pick(6) == 0) {
-            // Itself (or its twin): the result must overwrite this, and it must
-            // not be called twice in one pass.
+            // Itself (or its twin): the result must overwrite this, and no second call this pass.
             const int self = RandomLive(callback, tag);
             if (self >= 0 && mLoops[self].callback == callback && mLoops[self].tag == tag)
                 mRegistry->Schedule(mLoops[self].owner, self, RandomInterval(), Pick(2));
@@ -132,7 +104,7 @@ public:
         return Pick(4) == 0 ? -1.0f : RandomInterval();
     }
 
-    std::vector<Call> calls;
+    std::vector<std::string> calls;
 
 private:
     struct LoopInfo {
@@ -143,61 +115,54 @@ private:
     int RandomPlugin() { return 1 + Pick(kPlugins); }
     int RandomSelector() { return std::array<int, 6>{0, 10, 0, 10, 1, -3}[Pick(6)]; }
 
-    // Half the time an interval that keeps a loop busy, else anything.
+    template <typename T, size_t N>
+    T PickOf(const std::array<T, N>& values) { return values[Pick(int(N))]; }
+    float Offset() { return PickOf(std::array<float, 4>{0.0f, -0.01f, 0.005f, 0.5f}); }
+
+    // Two times in three an interval that keeps a loop busy, else anything. The tiny ones leave
+    // a loop due at the pass that just called it.
     float RandomInterval()
     {
-        static const float kBusy[] = {-1.0f,  -2.0f,   -3.0f, -0.5f,  -1.0e-30f, 0.01f,
-                                      0.0166f, 0.02f, 0.033f, 0.05f, 0.25f};
-        // The tiny ones leave a loop due at the pass that just called it.
-        static const float kAny[] = {-7.0f,   -1.0e9f,  0.0f,    -0.0f,    kNaN,  kInf,
-                                     -kInf,   0.001f,   1.0f,    2.5f,     1.0e6f, 1.0e-30f,
-                                     -1.0e-30f, 1.0e-7f, FLT_MAX, -1.0f,   0.0166f, -2.0f};
-        if (Pick(3) != 0)
-            return kBusy[Pick(sizeof kBusy / sizeof kBusy[0])];
-        return kAny[Pick(sizeof kAny / sizeof kAny[0])];
+        static const std::array<float, 11> kBusy = {-1.0f, -2.0f, -3.0f, -0.5f, -1.0e-30f, 0.01f,
+                                                    0.0166f, 0.02f, 0.033f, 0.05f, 0.25f};
+        static const std::array<float, 18> kAny = {-7.0f, -1.0e9f, 0.0f, -0.0f, kNaN, kInf, -kInf,
+                                                   0.001f, 1.0f, 2.5f, 1.0e6f, 1.0e-30f, -1.0e-30f,
+                                                   1.0e-7f, FLT_MAX, -1.0f, 0.0166f, -2.0f};
+        return Pick(3) != 0 ? PickOf(kBusy) : PickOf(kAny);
     }
 
-    // Pass times mostly move forward by a frame, sometimes stand still, jump,
-    // go back, or are not finite.
+    // Pass times mostly move forward by a frame, sometimes stand still, jump, go back, or are
+    // not finite.
     float NextPassTime()
     {
-        static const float kSteps[] = {0.0f,  0.004f, 0.01f, 0.0166f, 0.0166f, 0.02f,
-                                       0.05f, 0.25f,  1.0f,  3.0f,    -0.02f,  0.0166f};
         const int roll = Pick(200);
-        if (roll == 0)
-            return kNaN;
-        if (roll == 1)
-            return kInf;
-        mTime += kSteps[Pick(sizeof kSteps / sizeof kSteps[0])];
-        if (Pick(6) == 0) {
-            const float offsets[] = {0.0f, -0.01f, 0.005f, 0.5f};
-            mRegistry->SetElapsed(Pick(50) == 0 ? kNaN : mTime + offsets[Pick(4)]);
-        }
+        if (roll < 2)
+            return roll == 0 ? kNaN : kInf;
+        mTime += PickOf(std::array<float, 12>{0.0f, 0.004f, 0.01f, 0.0166f, 0.0166f, 0.02f, 0.05f,
+                                              0.25f, 1.0f, 3.0f, -0.02f, 0.0166f});
+        if (Pick(6) == 0)
+            mRegistry->SetElapsed(Pick(50) == 0 ? kNaN : mTime + Offset());
         return mTime;
     }
 
-    int RandomPhase() { return std::array<int, 8>{0, 1, 0, 1, 0, 1, 2, -1}[Pick(8)]; }
-
-    // A live loop; with a running callback's identity, half the time one that
-    // matches it (itself, if it is the only one).
+    // A live loop; with a running callback's identity, half the time one that matches it
+    // (itself, if it is the only one).
     int RandomLive(int callback, int tag)
     {
         if (mLive.empty())
             return -1;
         if (callback >= 0 && Pick(2) == 0) {
             std::vector<int> matching;
-            for (int loop : mLive) {
-                if (mLoops[loop].callback == callback && mLoops[loop].tag == tag)
-                    matching.push_back(loop);
-            }
+            std::copy_if(mLive.begin(), mLive.end(), std::back_inserter(matching), [&](int loop) {
+                return mLoops[loop].callback == callback && mLoops[loop].tag == tag;
+            });
             if (!matching.empty())
                 return matching[Pick(static_cast<int>(matching.size()))];
         }
         return mLive[Pick(static_cast<int>(mLive.size()))];
     }
 
-    // Anything may have removed the loops for which pred holds: their handles
-    // are never used again.
+    // Anything may have removed the loops for which pred holds: their handles are never used again.
     template <typename Pred>
     void Retire(Pred pred)
     {
@@ -208,12 +173,11 @@ private:
 
     void CreateOne(int caller)
     {
-        const int callback = Pick(kCallbacks);
-        const int tag = Pick(kTags);
+        const int callback = Pick(kCallbacks), tag = Pick(kTags);
         if (Pick(5) == 0) {
             mRegistry->Register(caller, callback, RandomInterval(), tag);
         } else {
-            mRegistry->Create(caller, RandomPhase(), callback, tag);
+            mRegistry->Create(caller, PickOf(std::array<int, 8>{0, 1, 0, 1, 0, 1, 2, -1}), callback, tag);
             if (Pick(5) != 0)
                 mRegistry->Schedule(caller, static_cast<int>(mLoops.size()), RandomInterval(),
                                     Pick(2));
@@ -225,8 +189,15 @@ private:
     // The caller of an operation on loop: nearly always its owner.
     int CallerFor(int loop) { return Pick(10) == 0 ? RandomPlugin() : mLoops[loop].owner; }
 
-    // One random change, made by plug-in caller (inside a callback of the
-    // given identity, or between passes with callback -1).
+    void Destroy(int caller, int loop)
+    {
+        mRegistry->Destroy(caller, loop);
+        if (caller == mLoops[loop].owner)
+            Retire([&](const LoopInfo& info) { return &info == &mLoops[loop]; });
+    }
+
+    // One random change, made by plug-in caller (inside a callback of the given identity, or
+    // between passes with callback -1).
     void Act(int caller, int callback, int tag)
     {
         const int roll = Pick(200);
@@ -238,12 +209,8 @@ private:
             if (target >= 0)
                 mRegistry->Schedule(CallerFor(target), target, RandomInterval(), Pick(2));
         } else if (roll < 132) {
-            if (target >= 0) {
-                const int by = CallerFor(target);
-                mRegistry->Destroy(by, target);
-                if (by == mLoops[target].owner)
-                    Retire([&](const LoopInfo& loop) { return &loop == &mLoops[target]; });
-            }
+            if (target >= 0)
+                Destroy(CallerFor(target), target);
         } else if (roll < 165) {
             const int matching = target >= 0 ? target : 0;
             if (!mLoops.empty())
@@ -251,10 +218,9 @@ private:
                                        mLoops[matching].tag);
         } else if (roll < 171) {
             if (target >= 0) {
-                const int cb = mLoops[target].callback;
-                const int tg = mLoops[target].tag;
-                mRegistry->Unregister(cb, tg);
-                Retire([&](const LoopInfo& loop) { return loop.callback == cb && loop.tag == tg; });
+                const LoopInfo t = mLoops[target];
+                mRegistry->Unregister(t.callback, t.tag);
+                Retire([&](const LoopInfo& loop) { return loop.callback == t.callback && loop.tag == t.tag; });
             }
         } else if (roll < 172) {
             const int owner = RandomPlugin();
@@ -263,8 +229,7 @@ private:
         } else if (roll < 180) {
             mRegistry->SetEnabled(RandomPlugin(), Pick(4) != 0);
         } else {
-            const float offsets[] = {0.0f, -0.01f, 0.005f, 0.5f};
-            mRegistry->SetElapsed(mTime + offsets[Pick(4)]);
+            mRegistry->SetElapsed(mTime + Offset());
         }
     }
 
@@ -275,8 +240,7 @@ private:
     std::vector<int> mLive;        // loops whose handles may be used
     int mCap = 80;                 // no more live loops than this
     float mTime = 0.0f;
-    int mPass = 0;
-    int mNesting = 0;
+    int mPass = 0, mNesting = 0;
 };
 
 Script* gScript = nullptr;
@@ -321,10 +285,7 @@ public:
         StDispatchCallback as(caller);
         VORNScheduleFlightLoop(mHandles[loop], interval, relative);
     }
-    void Unregister(int cb, int tag) override
-    {
-        VORNUnregisterFlightLoopCallback(kLibraryCallbacks[cb], &gTags[tag]);
-    }
+    void Unregister(int cb, int tag) override { VORNUnregisterFlightLoopCallback(kLibraryCallbacks[cb], &gTags[tag]); }
     void SetInterval(int cb, float interval, int relative, int tag) override
     {
         VORNSetFlightLoopCallbackInterval(kLibraryCallbacks[cb], interval, relative, &gTags[tag]);
@@ -346,11 +307,22 @@ private:
 // ---- The model: a plain list walked newest first ------------------------------------
 
 class Model : public Registry {
+    struct Loop {
+        float lastCallTime, interval;
+        int32_t lastCallCycle;
+        int phase, callback, tag, owner;
+        bool dead;  // removed; unlinked at the end of the iteration
+    };
+
+    static auto Matching(int callback, int tag)
+    {
+        return [=](const Loop* loop) { return loop->callback == callback && loop->tag == tag; };
+    }
+
 public:
     void Create(int caller, int phase, int callback, int tag) override
     {
-        mLoops.push_back(std::make_unique<Loop>(Loop{mElapsed, mCounter, 0.0f, phase, callback,
-                                                     tag, caller, false}));
+        mLoops.push_back(std::make_unique<Loop>(Loop{mElapsed, 0.0f, mCounter, phase, callback, tag, caller, false}));
         mList.push_back(mLoops.back().get());  // the back is the newest
     }
     void Register(int caller, int callback, float interval, int tag) override
@@ -360,7 +332,7 @@ public:
     }
     void Destroy(int caller, int loop) override
     {
-        mLoops[loop]->dead = mLoops[loop]->dead || mLoops[loop]->owner == caller;
+        mLoops[loop]->dead |= mLoops[loop]->owner == caller;
         if (mDepth == 0)
             Purge();
     }
@@ -372,9 +344,7 @@ public:
     // The newest match, dead or alive.
     void Unregister(int callback, int tag) override
     {
-        const auto it = std::find_if(mList.rbegin(), mList.rend(), [&](Loop* loop) {
-            return loop->callback == callback && loop->tag == tag;
-        });
+        const auto it = std::find_if(mList.rbegin(), mList.rend(), Matching(callback, tag));
         if (it != mList.rend())
             (*it)->dead = true;
         Purge();
@@ -382,7 +352,7 @@ public:
     void SetInterval(int callback, float interval, int relative, int tag) override
     {
         for (Loop* loop : mList) {
-            if (loop->callback == callback && loop->tag == tag)
+            if (Matching(callback, tag)(loop))
                 Reschedule(*loop, interval, relative);
         }
         Purge();
@@ -390,31 +360,26 @@ public:
     void Cleanup(int owner) override
     {
         for (Loop* loop : mList)
-            loop->dead = loop->dead || loop->owner == owner;
+            loop->dead |= loop->owner == owner;
         Purge();
     }
     void SetEnabled(int plugin, bool enabled) override { mEnabled[plugin] = enabled; }
     void SetElapsed(float time) override { mElapsed = time; }
 
-    // Newest first; loops created during the pass are not in the copy, and
-    // removed ones are dead. A callback that throws counts as having returned
-    // the interval it had before the call. Due times and cycles are worked out
-    // in single precision.
+    // Newest first; loops created during the pass are not in the copy, and removed ones are
+    // dead. A callback that throws counts as having returned the interval it had before the call.
+    // Due times and cycles are worked out in single precision.
     void Pass(float time, int selector) override
     {
         ++mCounter;
         ++mDepth;
-        const std::vector<Loop*> walk(mList.rbegin(), mList.rend());
-        for (Loop* loop : walk) {
+        for (Loop* loop : std::vector<Loop*>(mList.rbegin(), mList.rend())) {
             const float i = loop->interval;
             const bool due = i > 0.0f ? time >= loop->lastCallTime + i
-                             : i < 0.0f ? static_cast<float>(mCounter) >=
-                                              static_cast<float>(loop->lastCallCycle) - i
-                                        : false;
-            if (loop->dead || loop->phase != (selector != 0 ? 1 : 0) || !due ||
-                !mEnabled[loop->owner])
+                                      : i < 0.0f && float(mCounter) >= float(loop->lastCallCycle) - i;
+            if (loop->dead || loop->phase != (selector != 0 ? 1 : 0) || !due || !mEnabled[loop->owner])
                 continue;
-            float next = loop->interval;
+            float next = i;
             try {
                 next = gScript->OnCall(loop->callback, loop->tag, loop->owner,
                                        time - loop->lastCallTime, time, mCounter);
@@ -429,14 +394,6 @@ public:
     }
 
 private:
-    struct Loop {
-        float lastCallTime;
-        int32_t lastCallCycle;
-        float interval;
-        int phase, callback, tag, owner;
-        bool dead;  // removed; unlinked at the end of the iteration
-    };
-
     void Reschedule(Loop& loop, float interval, int relative)
     {
         if (relative != 0)
@@ -453,8 +410,7 @@ private:
 
     std::vector<std::unique_ptr<Loop>> mLoops;  // by creation number
     std::vector<Loop*> mList;                   // linked records, oldest first
-    int32_t mCounter = 0;
-    int mDepth = 0;
+    int32_t mCounter = 0, mDepth = 0;
     float mElapsed = 0.0f;
     bool mEnabled[kPlugins + 1] = {true, true, true, true};
 };
@@ -463,17 +419,7 @@ private:
 
 class FlightLoopSchedulerTest : public LibraryTest {
 protected:
-    static std::vector<Call> Run(Registry& registry, uint32_t seed, bool nestedPasses, int passes)
-    {
-        Script script(seed, nestedPasses);
-        gScript = &script;
-        script.Run(registry, passes);
-        gScript = nullptr;
-        return script.calls;
-    }
-
-    // Runs the seeds from firstSeed on; fails at the first call where the two
-    // runs part.
+    // Runs the seeds from firstSeed on; fails at the first call where the two runs part.
     void Compare(uint32_t firstSeed, int seeds, bool nestedPasses, int passes)
     {
         size_t total = 0;
@@ -483,21 +429,17 @@ protected:
             for (int i = 1; i <= kPlugins; ++i)
                 AddPlugin("P" + std::to_string(i), "t.p" + std::to_string(i));
             host->elapsedTime = 0.0f;
-            Library library(*host);
-            Model model;
-            const std::vector<Call> got = Run(library, seed, nestedPasses, passes);
-            const std::vector<Call> want = Run(model, seed, nestedPasses, passes);
+            auto run = [&](Registry&& registry) {
+                Script script(seed, nestedPasses);
+                gScript = &script;
+                script.Run(registry, passes);
+                return script.calls;
+            };
+            const std::vector<std::string> got = run(Library(*host)), want = run(Model());
             total += want.size();
-            const auto part = std::mismatch(got.begin(), got.end(), want.begin(), want.end());
-            if (part.first != got.end() || part.second != want.end()) {
-                std::ostringstream out;
-                out << "seed " << seed << ", call " << part.first - got.begin() << " (of "
-                    << got.size() << " and " << want.size() << "): the library called ";
-                part.first != got.end() ? void(out << *part.first) : void(out << "nothing");
-                out << ", the plain walk ";
-                part.second != want.end() ? void(out << *part.second) : void(out << "nothing");
-                FAIL() << out.str();
-            }
+            const size_t i = std::mismatch(got.begin(), got.end(), want.begin(), want.end()).first - got.begin();
+            ASSERT_EQ(i < got.size() ? got[i] : "nothing", i < want.size() ? want[i] : "nothing")
+                << "seed " << seed << ", call " << i << " of " << got.size() << " and " << want.size();
         }
         // A script that calls little would prove little: several calls a pass.
         EXPECT_GT(total, 4u * static_cast<size_t>(seeds) * static_cast<size_t>(passes)) << total;

@@ -1,8 +1,7 @@
-// Flight loops and draw callbacks that randomly create, destroy, schedule and
-// unregister loops and draw callbacks (their own, others', the running one)
-// in the middle of passes and nested dispatches. After every pass the
-// registries hold exactly what a simple model says is alive, and nothing
-// removed is ever called again.
+// Flight loops and draw callbacks that randomly create, destroy, schedule and unregister loops
+// and draw callbacks (their own, others', the running one) in the middle of passes and nested
+// dispatches. After every pass the registries hold exactly what a simple model says is alive,
+// and nothing removed is ever called again.
 
 #include "LibraryFixture.h"
 #include "VORNDisplayInternal.h"
@@ -22,11 +21,10 @@ using namespace vorntest;
 namespace {
 
 struct Agent {
-    int tag = 0, owner = 0;
+    int tag = 0, owner = 0, phase = 0, before = 0;  // phase and before: a draw callback's
+    int createdInPass = -1, calledInPass = -1;
     bool isLoop = true;
     VORNFlightLoopID handle = nullptr;
-    int phase = 0, before = 0;  // a draw callback's
-    int createdInPass = -1, calledInPass = -1;
     std::set<int> drawsRunningAtCreation;  // draw dispatches that must not reach it
 };
 
@@ -36,10 +34,8 @@ protected:
     {
         LibraryTest::SetUp();
         VORNRegisterHostPlugin();
-        for (int i = 0; i < kPlugins; ++i) {
-            const int id = AddPlugin("P" + std::to_string(i), "t.p" + std::to_string(i));
-            Record(id).errorCallback = RecordError;
-        }
+        for (int i = 0; i < kPlugins; ++i)
+            Record(AddPlugin("P" + std::to_string(i), "t.p" + std::to_string(i))).errorCallback = RecordError;
         self = this;
     }
 
@@ -59,17 +55,16 @@ protected:
         EXPECT_EQ(agent.before, isBefore);
         if (self->quiet) {
             self->drawnQuietly.insert(agent.tag);
-            return 1;
+        } else {
+            self->CheckCall(agent, self->liveDraws);
+            self->Act(false);
         }
-        self->CheckCall(agent, self->liveDraws);
-        self->Act(false);
         return 1;
     }
 
     void CheckCall(Agent& agent, const std::set<int>& live)
     {
-        if (live.count(agent.tag) == 0)
-            ADD_FAILURE() << "removed record " << agent.tag << " was called";
+        EXPECT_EQ(live.count(agent.tag), 1u) << "removed record " << agent.tag << " was called";
         EXPECT_EQ(VORNGetDispatchedPlugin(), agent.owner);
         if (!agent.isLoop) {
             EXPECT_EQ(agent.drawsRunningAtCreation.count(runningDraws.back()), 0u)
@@ -83,30 +78,26 @@ protected:
 
     int Pick(int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); }
     int RandomPlugin() { return 1 + Pick(kPlugins); }
-    float RandomInterval()
+    float RandomInterval() { return std::array<float, 6>{-1.0f, -2.0f, -3.0f, 0.0f, 0.01f, 0.5f}[Pick(6)]; }
+
+    // Registered (again) by whoever runs now.
+    void Adopt(Agent& agent)
     {
-        return std::array<float, 6>{-1.0f, -2.0f, -3.0f, 0.0f, 0.01f, 0.5f}[Pick(6)];
+        agent.owner = VORNGetDispatchedPlugin();
+        agent.drawsRunningAtCreation = {runningDraws.begin(), runningDraws.end()};
+        (agent.isLoop ? liveLoops : liveDraws).insert(agent.tag);
     }
 
     Agent& NewAgent(bool isLoop)
     {
-        auto agent = std::make_unique<Agent>();
-        agent->tag = static_cast<int>(agents.size());
-        agent->owner = VORNGetDispatchedPlugin();
-        agent->isLoop = isLoop;
-        agent->createdInPass = inPass ? pass : -1;
-        agent->drawsRunningAtCreation.insert(runningDraws.begin(), runningDraws.end());
-        agents.push_back(std::move(agent));
+        const int tag = static_cast<int>(agents.size());
+        agents.push_back(std::make_unique<Agent>(Agent{tag, 0, 0, 0, inPass ? pass : -1, -1, isLoop, nullptr, {}}));
         return *agents.back();
     }
 
     Agent* RandomLive(const std::set<int>& live)
     {
-        if (live.empty())
-            return nullptr;
-        auto it = live.begin();
-        std::advance(it, Pick(static_cast<int>(live.size())));
-        return agents[*it].get();
+        return live.empty() ? nullptr : agents[*std::next(live.begin(), Pick(int(live.size())))].get();
     }
 
     void CreateLoop()
@@ -117,7 +108,7 @@ protected:
         VORNCreateFlightLoop_t params = {24, Pick(2), LoopCallback, &agent};
         agent.handle = VORNCreateFlightLoop(&params);
         VORNScheduleFlightLoop(agent.handle, RandomInterval(), Pick(2));
-        liveLoops.insert(agent.tag);
+        Adopt(agent);
     }
 
     // A loop action; another plug-in's loop is refused with an error.
@@ -149,7 +140,7 @@ protected:
         agent.phase = 1 + Pick(3);
         agent.before = Pick(2);
         EXPECT_EQ(VORNRegisterDrawCallback(DrawCallback, agent.phase, agent.before, &agent), 1);
-        liveDraws.insert(agent.tag);
+        Adopt(agent);
     }
 
     void RegisterDrawAgain()
@@ -158,21 +149,16 @@ protected:
         if (agent == nullptr || agent->isLoop)
             return;
         const bool live = liveDraws.count(agent->tag) != 0;
-        EXPECT_EQ(VORNRegisterDrawCallback(DrawCallback, agent->phase, agent->before, agent),
-                  live ? 0 : 1);
-        if (!live) {
-            // Re-registered by whoever runs now.
-            agent->owner = VORNGetDispatchedPlugin();
-            agent->drawsRunningAtCreation = {runningDraws.begin(), runningDraws.end()};
-            liveDraws.insert(agent->tag);
-        }
+        EXPECT_EQ(VORNRegisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), live ? 0 : 1);
+        if (!live)
+            Adopt(*agent);
     }
 
     void UnregisterDraw()
     {
         if (Agent* agent = RandomLive(liveDraws)) {
-            EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 1);
-            EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), 0);
+            for (int removed : {1, 0})
+                EXPECT_EQ(VORNUnregisterDrawCallback(DrawCallback, agent->phase, agent->before, agent), removed);
             liveDraws.erase(agent->tag);
         }
     }
@@ -188,24 +174,21 @@ protected:
         }
     }
 
-    int Dispatch(int phase, int before)
+    void Dispatch(int phase, int before)
     {
         runningDraws.push_back(++drawSerial);
-        const int result = VORNDispatchDrawingHook(phase, before, 0);
+        VORNDispatchDrawingHook(phase, before, 0);
         runningDraws.pop_back();
-        return result;
     }
 
     // One to three random actions, sometimes on behalf of another plug-in.
     void Act(bool inLoop)
     {
-        if (++depth > 4) {
-            --depth;
+        if (depth == 4)
             return;
-        }
+        ++depth;
         for (int n = 1 + Pick(3); n > 0; --n) {
-            const int as = Pick(5) == 0 ? RandomPlugin() : VORNGetDispatchedPlugin();
-            StDispatchCallback asPlugin(as);
+            StDispatchCallback asPlugin(Pick(5) == 0 ? RandomPlugin() : VORNGetDispatchedPlugin());
             switch (const int action = Pick(inLoop ? 12 : 9)) {
             case 0: case 9: CreateLoop(); break;
             case 1: case 2: case 3: case 4: OnLoop(action); break;
@@ -231,11 +214,10 @@ protected:
         }
         return tags;
     }
-    template <typename T>
-    std::set<int> Linked(T* first)
+    std::set<int> LinkedLoops()
     {
-        std::vector<const T*> records;
-        for (T* r = first; r != nullptr; r = VORNResourceList<T>::Next(r))
+        std::vector<const VORNFlightLoopRecord*> records;
+        for (auto* r = VORNFirstFlightLoop(); r != nullptr; r = VORNResourceList<VORNFlightLoopRecord>::Next(r))
             records.push_back(r);
         return Linked(records);
     }
@@ -251,8 +233,7 @@ protected:
                 std::set<int> expected;
                 for (int tag : liveDraws) {
                     const Agent& agent = *agents[tag];
-                    if (agent.phase == phase && agent.before == before &&
-                        Record(agent.owner).enabled)
+                    if (agent.phase == phase && agent.before == before && Record(agent.owner).enabled)
                         expected.insert(tag);
                 }
                 EXPECT_EQ(drawnQuietly, expected) << "phase " << phase << " before " << before;
@@ -283,10 +264,8 @@ TEST_F(ReentrancyStressTest, RandomChangesDuringPassesKeepTheRegistriesExact)
         RegisterDraw();
     }
     for (pass = 1; pass <= 6000; ++pass) {
-        if (Pick(50) == 0) {
-            PluginRecord& record = Record(RandomPlugin());
-            record.enabled = !record.enabled;
-        }
+        if (Pick(50) == 0)
+            Record(RandomPlugin()).enabled ^= true;
         while (liveLoops.size() < 15) {
             StDispatchCallback asPlugin(RandomPlugin());
             CreateLoop();
@@ -298,7 +277,7 @@ TEST_F(ReentrancyStressTest, RandomChangesDuringPassesKeepTheRegistriesExact)
             Dispatch(1 + Pick(3), Pick(2));
         ASSERT_EQ(VORNFlightLoopIterationDepth(), 0);
         ASSERT_FALSE(VORNDrawWalksRunning());
-        ASSERT_EQ(Linked(VORNFirstFlightLoop()), liveLoops) << "after pass " << pass;
+        ASSERT_EQ(LinkedLoops(), liveLoops) << "after pass " << pass;
         ASSERT_EQ(Linked(VORNLinkedDrawCallbacks()), liveDraws) << "after pass " << pass;
         if (pass % 10 == 0)
             CheckQuietDraw();

@@ -1,12 +1,17 @@
-// The registry's internals that the exported API cannot reach: the dispatch
-// guard, the queries on behalf of ids no plug-in can hold, and deliveries
-// (work finished later, handed to its plug-in when it can take it).
+// The internals that the exported API cannot reach: the dispatch guard, the queries on behalf of
+// ids no plug-in can hold, deliveries (work finished later, handed to its plug-in when it can take
+// it), the window and hot-key walk markers, and the data-ref pool behind VORNIsDataRefGood.
 
 #include "LibraryFixture.h"
+#include "VORN/VORNDataAccess.h"
+#include "VORNDataAccessInternal.h"
+#include "WindowProbe.h"
 
 #include <gmock/gmock.h>
 
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 using namespace vorntest;
 using ::testing::ElementsAre;
@@ -96,10 +101,8 @@ TEST_F(DeliveryTest, QueuedWorkReachesItsOwnerAsTheOwnerOrWaitsWhileItIsDisabled
     TestDelivery one("one", a), two("two", a), three("three", a);
     VORNQueueDelivery(&one);
     VORNQueueDelivery(&two);
-    EXPECT_EQ(Record(a).inFlight.mNext, &two);
-    EXPECT_EQ(two.mNext, &one);
-    EXPECT_EQ(one.mPrev, &two);
-    EXPECT_EQ(two.mPrev, &Record(a).inFlight);
+    EXPECT_THAT(std::vector<VORNDelivery*>({Record(a).inFlight.mNext, two.mNext, one.mPrev, two.mPrev}),
+                ElementsAre(&two, &one, &two, &Record(a).inFlight));
     gDispatchedPlugin = b;
     VORNSendDelivery(&one);
     EXPECT_THAT(gDelivered, ElementsAre("one:to 1"));
@@ -139,14 +142,70 @@ TEST_F(DeliveryTest, UnloadOrphansWorkInFlightAndReleasesWaitingResults)
     UnloadOnePlugin(a);
     EXPECT_THAT(gDelivered, ElementsAre("waiting:gone"));
     EXPECT_EQ(running.mPlugin, -1);
-    EXPECT_EQ(VORNOrphanedDeliveries().mNext, &running);
-    EXPECT_EQ(running.mPrev, &VORNOrphanedDeliveries());
+    EXPECT_THAT(std::vector<VORNDelivery*>({VORNOrphanedDeliveries().mNext, running.mPrev}),
+                ElementsAre(&running, &VORNOrphanedDeliveries()));
     VORNSendDelivery(&running);
     EXPECT_THAT(gDelivered, ElementsAre("waiting:gone", "running:gone"));
     EXPECT_TRUE(VORNOrphanedDeliveries().IsEmpty());
     UnloadOnePlugin(a);
     UnloadOnePlugin(42);
     EXPECT_THAT(gDelivered, ElementsAre("waiting:gone", "running:gone"));
+}
+
+// Up inside a walk, down after every walk, nested or left early by a removal.
+TEST_F(RegistryTest, WalkMarkersAreUpInsideAndDownAfterNestedWalks)
+{
+    VORNRegisterHostPlugin();
+    WinProbe front("front"), back("back");
+    OpenProbeWindow(back, 0, 10, 10, 0);
+    OpenProbeWindow(front, 0, 10, 10, 0);
+    std::vector<bool> seen;
+    front.mouseResult = 0;
+    front.onMouse = [&](int) {
+        seen.push_back(VORNWindowWalksRunning());
+        VORNDisplayCursorHook(5, 5);
+        VORNDestroyWindow(front.id);
+    };
+    Cb hot("hot");
+    VORNHotKeyID id = VORNRegisterHotKey('G', 0, "", ProbeHotKey, &hot);
+    hot.action = [&] {
+        seen.push_back(VORNHotKeyWalksRunning());
+        VORNUnregisterHotKey(id);
+    };
+    VORNDisplayMouseClickHook(5, 5, 1);
+    VORNDisplayKeyPressHook('g', 0, 'G', 0);
+    EXPECT_EQ(seen, std::vector<bool>({true, true}));
+    EXPECT_FALSE(VORNWindowWalksRunning() || VORNHotKeyWalksRunning());
+    EXPECT_EQ(VORNLiveWindowCount(), 1);
+}
+
+// Records come from blocks linked oldest to newest, and only a slot already handed out is a ref.
+TEST_F(RegistryTest, TheDataRefPoolGrowsByBlocksAndKnowsWhichSlotsAreHandedOut)
+{
+    VORNRegisterHostPlugin();
+    const int a = AddPlugin("A", "t.a");
+    Record(a).errorCallback = RecordError;
+    StDispatchCallback as(a);
+    const std::string prefix = "test/pool/" + std::to_string(VORNDataRefRecordCount()) + "/";
+    std::vector<VORNDataRef> refs;
+    while (VORNOldestDataRefBlock() == nullptr || VORNOldestDataRefBlock()->next == nullptr ||
+           VORNOldestDataRefBlock()->next->next == nullptr)  // three blocks
+        refs.push_back(VORNRegisterDataAccessor(
+            (prefix + std::to_string(refs.size())).c_str(), VORN_DATA_INT, 1,
+            +[](void*) { return 7; }, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
+    const DataRefBlock* newest = VORNNewestDataRefBlock();
+    EXPECT_EQ(refs.back(), &newest->records[0]);
+    for (VORNDataRef ref : refs)
+        EXPECT_EQ(VORNIsDataRefGood(ref) * 10 + VORNGetDatai(ref), 17);
+    auto slot = [&](int n) { return const_cast<VORNDataRef>(&newest->records[n]); };
+    EXPECT_EQ(VORNIsDataRefGood(slot(1)) + VORNIsDataRefGood(slot(kDataRefBlockCapacity - 1)), 0);
+    auto inside = [&](int bytes) {
+        return reinterpret_cast<VORNDataRef>(reinterpret_cast<char*>(refs.back()) + bytes);
+    };
+    EXPECT_EQ(VORNIsDataRefGood(inside(8)) + VORNIsDataRefGood(inside(sizeof(VORNData_t) - 1)), 0);
+    VORNUnregisterDataAccessor(slot(1));
+    EXPECT_EQ(gErrors, std::vector<std::string>{"Dataref is illegal and cannot be unregistered."});
 }
 
 }  // namespace
